@@ -1,0 +1,70 @@
+#pragma once
+
+#include "convolution/containers/impulse_buffer.h"
+#include "convolution/containers/relaxed.h"
+
+#include <cstdint>
+#include <windows.h>
+
+namespace tonvale {
+
+struct ReverbPlugin;
+
+/// A stage of the impulse chain. Running a chain starts from one channel of length 0 at the run's
+/// sample rate and hands the buffer to each stage in order; a stage loads, generates or changes
+/// impulse data in it and never changes its sample rate. A stage that can't do its work leaves the
+/// buffer as it came or as far as it got, and reports nothing to its caller.
+///
+/// process() runs on whichever thread started the run. Settings are written by a dialog without a
+/// lock, so they are relaxed values.
+class ImpulseGenerator {
+  public:
+    ReverbPlugin *owner = nullptr; ///< set by createImpulseGenerator, not owned
+    Relaxed<uint8_t> bypassed{0};  ///< 1: the stage keeps its place and is skipped by every run
+
+    virtual ~ImpulseGenerator() = default;
+
+    virtual void process(ImpulseBuffer &impulse) = 0;
+    /// Takes over the binary state of `size` bytes; `key` is the type key as it stood in the
+    /// record, with its "!" if it had one. Too few bytes change nothing.
+    virtual void loadState(const char *key, const void *data, int32_t size) = 0;
+    /// Makes `out` hold exactly the binary state.
+    virtual void saveState(HeapBuffer &out) = 0;
+    virtual const char *getDisplayName() = 0;
+    virtual const char *getTypeKey() = 0;
+    /// Makes the stage's modeless dialog as a child of `parent`; null where there is none.
+    virtual HWND createDialog(HWND parent);
+    /// Writes the one-line text form, cut at `size` bytes with the terminator.
+    virtual void saveText(char *text, int32_t size) = 0;
+    /// Reads values from a text that starts behind the type key. True when all were found.
+    virtual bool loadText(const char *text) = 0;
+
+    ImpulseGenerator() = default;
+    ImpulseGenerator(const ImpulseGenerator &) = delete;
+    ImpulseGenerator &operator=(const ImpulseGenerator &) = delete;
+};
+
+/// Posted to a stage's dialog after each run: show the status texts.
+constexpr UINT stageStatusMessage = 1630;
+
+/// One registry record: a static object, registered by a static initialiser.
+struct ImpulseGeneratorType {
+    const char *key;
+    const char *displayName;
+    ImpulseGenerator *(*factory)(); ///< a new stage, or null
+    ImpulseGeneratorType *next = nullptr;
+};
+
+/// Puts `type` into the registry, which is sorted by display name without regard to ASCII case.
+/// Only before main() or the module's first call. The result serves an initialiser.
+bool registerImpulseGeneratorType(ImpulseGeneratorType *type);
+
+/// Walks the registry: `cursor` is null at the start, and null again behind the last record.
+/// Answers the translated display name, and in `keyOut`, where given, the type key; null at the
+/// end.
+const char *nextImpulseGeneratorType(ImpulseGeneratorType *&cursor, const char **keyOut);
+
+/// A new stage for `key`, bypassed where it starts with "!"; null for an unknown key.
+ImpulseGenerator *createImpulseGenerator(const char *key, ReverbPlugin *owner);
+
+} // namespace tonvale

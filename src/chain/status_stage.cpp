@@ -1,0 +1,38 @@
+#include "chain/status_stage.h"
+
+#include "convolution/containers/bounded_integer.h"
+#include "host/localized_text.h"
+
+#include <cstdio>
+
+namespace tonvale {
+
+void StatusStage::process(ImpulseBuffer &impulse) {
+    CriticalScope scope(lock);
+    const ImpulseSummary input(impulse);
+    std::snprintf(inputStatus, sizeof inputStatus,
+                  localizedText("Input: %.2fs %dkHz %dch", "tonvale", localizeFormat),
+                  input.seconds, input.kilohertz, input.channels);
+    apply(impulse);
+    formatOutputStatus(impulse);
+    if (dialog)
+        PostMessage(dialog, stageStatusMessage, 0, 0);
+}
+
+void StatusStage::formatOutputStatus(const ImpulseBuffer &impulse) {
+    const ImpulseSummary output(impulse);
+    std::snprintf(outputStatus, sizeof outputStatus,
+                  localizedText("Output: %.2fs %dkHz %dch", "tonvale", localizeFormat),
+                  output.seconds, output.kilohertz, output.channels);
+}
+
+ImpulseSummary::ImpulseSummary(const ImpulseBuffer &impulse)
+    : seconds(impulse.getLength() / impulse.sampleRate)
+    , kilohertz(boundedInteger((impulse.sampleRate + 0.5) / 1000.0, INT32_MIN, INT32_MAX))
+    , channels(impulse.getNumChannels()) {}
+
+int32_t framesOfMilliseconds(double milliseconds, double rate) {
+    return boundedInteger(milliseconds * rate * 0.001, INT32_MIN, INT32_MAX);
+}
+
+} // namespace tonvale

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "chain/impulse_generator.h"
+#include "platform/critical_section.h"
+
+namespace tonvale {
+
+/// A stage that shows what came in and what went out: the frame that every such process() shares.
+class StatusStage : public ImpulseGenerator {
+  public:
+    static constexpr int32_t statusSize = 256;
+
+    CriticalSection lock; ///< held for a whole process(); guards the two texts
+    char inputStatus[statusSize] = "";
+    char outputStatus[statusSize] = "";
+    Relaxed<HWND> dialog{nullptr}; ///< the stage's open dialog
+
+    void process(ImpulseBuffer &impulse) final;
+
+  protected:
+    /// The stage's work on `impulse`, under `lock`.
+    virtual void apply(ImpulseBuffer &impulse) = 0;
+    virtual void formatOutputStatus(const ImpulseBuffer &impulse);
+};
+
+/// The three arguments of a status text, in the order of its format.
+struct ImpulseSummary {
+    explicit ImpulseSummary(const ImpulseBuffer &impulse);
+
+    double seconds;
+    int32_t kilohertz;
+    int32_t channels;
+};
+
+/// milliseconds * rate / 1000, truncated and held inside what a frame count can be.
+int32_t framesOfMilliseconds(double milliseconds, double rate);
+
+} // namespace tonvale

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <new>
+
+namespace tonvale {
+
+/// The one road by which containers, and the objects whose loss the program bears in silence, get
+/// memory. A gate lets a test refuse requests; the product has none. Process-wide, any thread.
+using AllocationGate = bool (*)(size_t bytes);
+
+/// `gate` answers whether a request of so many bytes may go on; null lets all pass.
+void setAllocationGate(AllocationGate gate);
+bool mayAllocate(size_t bytes);
+
+/// Null when memory is out. The memory is aligned for every ordinary type.
+void *allocateRaw(size_t bytes);
+/// As realloc: on null the old block stays as it is. `block` may be null.
+void *reallocateRaw(void *block, size_t bytes);
+void freeRaw(void *block);
+
+/// A new object, or null when memory is out, also for what its constructor needs.
+template <class T, class... Arguments>
+std::unique_ptr<T> tryMake(Arguments &&...arguments) {
+    if (!mayAllocate(sizeof(T)))
+        return nullptr;
+    try {
+        return std::make_unique<T>(static_cast<Arguments &&>(arguments)...);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
+} // namespace tonvale
