@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -50,6 +51,8 @@ class TypedBuffer {
     }
     T *get() const { return static_cast<T *>(buffer.get()); }
     int32_t getSize() const { return buffer.getSize() / static_cast<int32_t>(sizeof(T)); }
+
+    void fillZero() { std::fill_n(get(), getSize(), T{}); }
 
     static constexpr int32_t maxCount =
         std::numeric_limits<int32_t>::max() / static_cast<int32_t>(sizeof(T));
