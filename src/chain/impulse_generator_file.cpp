@@ -1,0 +1,205 @@
+#include "chain/impulse_generator_file.h"
+
+#include "convolution/containers/bounded_integer.h"
+#include "host/host_functions.h"
+#include "host/localized_text.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+// The run of the File stage. Its path stands in impulse_generator_file_path.cpp.
+
+namespace tonvale {
+
+namespace {
+
+ImpulseGeneratorType fileType{"FILELDR", "File",
+                              []() -> ImpulseGenerator * { return new ImpulseGenerator_File; }};
+const bool fileTypeRegistered = registerImpulseGeneratorType(&fileType);
+
+constexpr int32_t blockFrames = 1024;
+constexpr double lowStartGain = 0.125;
+/// Rates up to this far apart count as the same, Hz.
+constexpr double sameRate = 1.0;
+constexpr double leastPeak = 0.015625;
+/// Below this a sum tells nothing of the resampler's gain.
+constexpr double leastSum = 1e-5;
+constexpr intptr_t resamplerMode = 4;
+
+} // namespace
+
+/// What one run reads.
+struct ImpulseGenerator_File::Reading {
+    double rate;       ///< of the run, Hz
+    double sourceRate; ///< Hz
+    double seconds;    ///< length of the source
+    int32_t sourceChannels;
+    int32_t channels; ///< as read
+    int32_t total;    ///< frames wanted
+    int32_t frames;   ///< frames read
+    double gain;
+    SampleBuffer samples; ///< interleaved
+
+    bool ratesDiffer() const { return std::fabs(sourceRate - rate) > sameRate; }
+    double *frame(int32_t index) const { return samples.get() + int64_t{index} * channels; }
+};
+
+ImpulseGenerator_File::ImpulseGenerator_File() {
+    std::snprintf(status, sizeof status, "%s", localizedText("<no file loaded>", "tonvale", 0));
+}
+
+const char *ImpulseGenerator_File::getDisplayName() {
+    return fileType.displayName;
+}
+
+const char *ImpulseGenerator_File::getTypeKey() {
+    return fileType.key;
+}
+
+void ImpulseGenerator_File::process(ImpulseBuffer &impulse) {
+    CriticalScope scope(lock);
+    std::snprintf(status, sizeof status, "%s", localizedText("<no file loaded>", "tonvale", 0));
+    if (source)
+        loadFile(impulse);
+    if (dialog)
+        PostMessage(dialog, stageStatusMessage, 0, 0);
+}
+
+void ImpulseGenerator_File::loadFile(ImpulseBuffer &impulse) {
+    Reading reading{};
+    reading.rate = impulse.sampleRate;
+    reading.seconds = source->GetLength();
+    reading.sourceChannels = source->GetNumChannels();
+    reading.sourceRate = source->GetSampleRate();
+    HostObjectPtr<ResamplerHandle> resampler;
+    if (reading.ratesDiffer() && (flags & useResampler) && hostFunctions.Resampler_Create)
+        resampler.reset(hostFunctions.Resampler_Create());
+    if (resampler) {
+        resampler->SetRates(reading.sourceRate, reading.rate);
+        resampler->Extended(resamplerSetMode, resamplerMode, 0, 0);
+    }
+
+    reading.total = boundedInteger(std::ceil(reading.seconds * reading.rate), 0, maxFrames);
+    reading.channels = std::min(reading.sourceChannels, flags & mixToMono ? 1 : maxSourceChannels);
+    if (reading.channels < 1 || reading.total < 1)
+        return;
+    const int64_t needed = int64_t{reading.channels} * reading.total;
+    if (needed > SampleBuffer::maxCount)
+        return;
+    reading.samples.resize(static_cast<int32_t>(needed), false);
+    if (reading.samples.getSize() != needed)
+        return;
+
+    reading.gain = flags & startGainOne ? 1.0 : lowStartGain;
+    if (resampler)
+        readResampled(reading, *resampler);
+    else
+        readConverted(reading);
+    if (reading.frames < 1)
+        return;
+    mix(impulse, reading);
+    formatStatus(impulse, reading);
+}
+
+/// The source itself converts the rate.
+void ImpulseGenerator_File::readConverted(Reading &reading) {
+    while (reading.frames < reading.total) {
+        MediaReadBlock block{};
+        block.time = reading.frames / reading.rate;
+        block.sampleRate = reading.rate;
+        block.channels = reading.channels;
+        block.length = std::min(reading.total - reading.frames, blockFrames);
+        block.samples = reading.frame(reading.frames);
+        source->GetSamples(&block);
+        const int32_t delivered = std::clamp(block.samplesOut, 0, block.length);
+        if (delivered < 1)
+            break;
+        reading.frames += delivered;
+    }
+
+    if (flags & normalisePeak) {
+        double peak = leastPeak;
+        for (const double *s = reading.frame(0); s < reading.frame(reading.frames); ++s)
+            peak = std::max(peak, std::fabs(*s));
+        reading.gain /= peak;
+    } else if ((flags & sourceRateGain) && reading.ratesDiffer()) {
+        reading.gain *= reading.sourceRate / reading.rate;
+    }
+}
+
+/// A resampler of the host's converts, and what it does to the level is made up for.
+void ImpulseGenerator_File::readResampled(Reading &reading, ResamplerHandle &resampler) {
+    const bool magnitudes = flags & compareMagnitudes;
+    const auto sum = [magnitudes](const double *samples, int64_t count) {
+        double total = 0.0;
+        for (int64_t i = 0; i < count; ++i)
+            total += magnitudes ? std::fabs(samples[i]) : samples[i];
+        return total;
+    };
+
+    double sumIn = 0.0;
+    double sumOut = 0.0;
+    int64_t consumed = 0;
+    while (reading.frames < reading.total) {
+        const int32_t wanted = std::min(reading.total - reading.frames, blockFrames);
+        double *place = nullptr;
+        MediaReadBlock block{};
+        block.length = resampler.Prepare(wanted, reading.channels, &place);
+        int32_t delivered = 0;
+        if (block.length > 0 && place) {
+            block.time = static_cast<double>(consumed) / reading.sourceRate;
+            block.sampleRate = reading.sourceRate;
+            block.channels = reading.channels;
+            block.samples = place;
+            source->GetSamples(&block);
+            delivered = std::clamp(block.samplesOut, 0, block.length);
+            sumIn += sum(place, int64_t{delivered} * reading.channels);
+            consumed += delivered;
+        }
+
+        double *out = reading.frame(reading.frames);
+        const int32_t got =
+            std::clamp(resampler.Out(out, delivered, wanted, reading.channels), 0, wanted);
+        sumOut += sum(out, int64_t{got} * reading.channels);
+        reading.frames += got;
+        if (got < 1 && delivered < 1)
+            break;
+    }
+
+    if (magnitudes) {
+        if (sumIn > leastSum && sumOut > leastSum)
+            reading.gain *= sumIn / sumOut;
+    } else if (std::fabs(sumIn) > static_cast<double>(consumed) * leastSum * reading.channels &&
+               std::fabs(sumOut) > reading.total * leastSum * reading.channels) {
+        reading.gain *= std::fabs(sumIn / sumOut);
+    }
+}
+
+void ImpulseGenerator_File::mix(ImpulseBuffer &impulse, const Reading &reading) const {
+    const int32_t offset = (flags >> 8) & 255;
+    impulse.setNumChannels(std::max(reading.channels + offset, impulse.getNumChannels()),
+                           offset == 0);
+    if (impulse.setLength(std::max(reading.frames, impulse.getLength())) > 0) {
+        const auto add = [&](int32_t destination, int32_t from) {
+            double *channel = impulse.getChannel(destination);
+            for (int32_t i = 0; i < reading.frames; ++i)
+                channel[i] += reading.gain * reading.frame(i)[from];
+        };
+        for (int32_t c = 0; c < reading.channels; ++c)
+            add(offset + c, c);
+        if (reading.channels == 1 && offset == 0 && impulse.getNumChannels() == 2)
+            add(1, 0);
+    }
+}
+
+void ImpulseGenerator_File::formatStatus(const ImpulseBuffer &impulse, const Reading &reading) {
+    const auto hertz = [](double rate) { return boundedInteger(rate + 0.5, 0, INT32_MAX); };
+    std::snprintf(status, sizeof status,
+                  localizedText("Source: %dHz %dch %.1fs\r\nOutput: %dHz %dch %.1fs", "tonvale",
+                                localizeFormat),
+                  hertz(reading.sourceRate), reading.sourceChannels, reading.seconds,
+                  hertz(reading.rate), impulse.getNumChannels(), reading.total / reading.rate);
+}
+
+} // namespace tonvale

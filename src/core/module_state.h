@@ -1,0 +1,29 @@
+#pragma once
+
+#include "convolution/containers/pointer_list.h"
+#include "convolution/containers/relaxed.h"
+#include "host/host_functions.h"
+
+#include <windows.h>
+
+namespace tonvale {
+
+struct ReverbPlugin;
+
+/// The handle of this module.
+HINSTANCE ownModule();
+
+/// What all instances in the process share, beside the table of host functions and the registry of
+/// stage types. The host makes and deletes instances on one thread at a time, and that thread alone
+/// touches this, but for audioMaster, which any thread may call.
+struct ModuleState {
+    Relaxed<HostCallback> audioMaster{nullptr}; ///< the latest one that the host gave
+    HINSTANCE instance = ownModule();
+    bool hostFunctionsLoaded = false;
+    PointerList<ReverbPlugin> instanceList; ///< every live instance, in order of creation
+    int32_t impDispClassUsers = 0;          ///< instances that use the display's window class
+};
+
+ModuleState &moduleState();
+
+} // namespace tonvale

@@ -1,0 +1,131 @@
+#include "core/reverb_plugin.h"
+
+#include "convolution/containers/bounded_integer.h"
+#include "convolution/containers/raw_memory.h"
+
+#include <algorithm>
+
+// From the chain of stages to running engines.
+
+namespace tonvale {
+
+namespace {
+
+constexpr int32_t largestFftLimit = 16384;
+constexpr int32_t smallestSplit = 512;
+constexpr int32_t largestSplit = 8192;
+/// A response shorter than this costs less as taps than as spectra, and has no latency so.
+constexpr int32_t shortResponse = 64;
+
+} // namespace
+
+void ReverbPlugin::runChain() {
+    CriticalScope chainScope(chainLock);
+    impulse.setNumChannels(1, true);
+    impulse.setLength(0);
+    impulse.sampleRate = sampleRate;
+    for (int32_t i = 0; i < stages.getSize(); ++i) {
+        if (!stages.get(i)->bypassed)
+            stages.get(i)->process(impulse);
+    }
+    impulseLength = impulse.getLength();
+    impulseChannels = impulse.getNumChannels();
+}
+
+void ReverbPlugin::rebuildImpulse() {
+    rebuildPending = 0;
+    CriticalScope rebuildScope(rebuildLock);
+    runChain();
+
+    // The settings, and the engines that they ask for.
+    const bool zeroLatency = paramToPlain(paramZeroLatency, params[paramZeroLatency]) > 0.5;
+    const bool lowLatency = paramToPlain(paramLowLatency, params[paramLowLatency]) > 0.5;
+    const int32_t fftLimit =
+        boundedInteger(paramToPlain(paramMaxFft, params[paramMaxFft]) + 0.5, 1, largestFftLimit);
+    const int32_t split = std::clamp(fftLimit, smallestSplit, largestSplit);
+    const int32_t length = impulse.getLength();
+    const bool useTail = lowLatency && length > 2 * split;
+
+    std::unique_ptr<ConvolutionEngineDiv> newZl;
+    std::unique_ptr<ConvolutionEngine> newUniform;
+    if (zeroLatency)
+        newZl = tryMake<ConvolutionEngineDiv>();
+    else
+        newUniform = tryMake<ConvolutionEngine>();
+
+    // The late part, for the worker.
+    std::unique_ptr<ConvolutionEngineDiv> newTail;
+    if (useTail) {
+        newTail = tryMake<ConvolutionEngineDiv>();
+        if (newTail)
+            newTail->setImpulse(impulse, 0, 0, 0, split, split / 2);
+        if (!startWorker())
+            newTail.reset();
+    }
+    const int32_t newSplit = newTail ? split : 0;
+
+    // The early part, or all of it.
+    int32_t newLatency = 0;
+    if (newZl)
+        newLatency = newZl->setImpulse(impulse, -fftLimit, 0, newSplit, 0, 0);
+    if (newUniform) {
+        const int32_t held = newSplit > 0 ? std::min(newSplit, length) : length;
+        newLatency = newUniform->setImpulse(impulse, -fftLimit, 0, newSplit, held < shortResponse);
+    }
+
+    // As much ready as the engine that it replaces.
+    int32_t oldLatency = 0;
+    {
+        CriticalScope audioScope(audioLock);
+        oldLatency = engineLatency;
+    }
+    if (oldLatency > 0) {
+        constexpr int32_t primedChannels = 2;
+        if (newZl)
+            newZl->addSamples(nullptr, oldLatency, primedChannels);
+        if (newUniform)
+            newUniform->addSamples(nullptr, oldLatency, primedChannels);
+    }
+
+    // The exchange: the only moment that waits for audio and worker. What the new pointers end up
+    // holding is freed behind the locks, in their order.
+    {
+        CriticalScope audioScope(audioLock);
+        CriticalScope workerScope(workerLock);
+        const bool hasNewTail = newTail != nullptr;
+        const bool hasNewZl = newZl != nullptr;
+        std::swap(uniformEngine, newUniform);
+        std::swap(zlEngine, newZl);
+        std::swap(tailEngine, newTail);
+        tailSplit = newSplit;
+        const int32_t oldDelay = effect.initialDelay;
+        engineLatency = std::max(engineLatency, newLatency);
+        setReportedLatency(std::max(engineLatency + preverbSamples, oldDelay));
+        if (hasNewTail) {
+            tailSkew =
+                newSplit - tailInput[0].samplesAvailable() - tailOutput[0].samplesAvailable();
+        }
+        if (oldLatency > 0)
+            tailSkew += oldLatency;
+        else if (hasNewTail && !hasNewZl)
+            tailSkew += oldDelay;
+    }
+    newUniform.reset();
+    newZl.reset();
+    newTail.reset();
+
+    if (!useTail) {
+        stopWorker();
+        clearTailQueues();
+    }
+    displayDirty = 1;
+}
+
+void ReverbPlugin::clearTailQueues() {
+    for (FifoBuffer &queue : tailInput)
+        queue.clear();
+    for (FifoBuffer &queue : tailOutput)
+        queue.clear();
+}
+
+} // namespace tonvale

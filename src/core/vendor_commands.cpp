@@ -1,0 +1,163 @@
+#include "convolution/containers/bounded_integer.h"
+#include "core/reverb_plugin.h"
+#include "text/number_text.h"
+
+#include <cstring>
+#include <memory>
+
+// What Quorin can ask beyond VST: ranges and texts of values, the chain as text, channel counts.
+
+namespace tonvale {
+
+namespace {
+
+constexpr const char *itemWord = "ITEM";
+constexpr size_t itemWordLength = 4;
+constexpr int32_t maxKeySize = 256; ///< with the terminator
+
+intptr_t paramRange(intptr_t index, double *range) {
+    const ParamRow *row =
+        index >= 0 && index < paramCount ? paramRow(static_cast<int32_t>(index)) : nullptr;
+    if (!row)
+        return 0;
+    // A gain can be automated up to twice.
+    range[0] = 0.0;
+    range[1] = row->minValue == decibelRow ? 2.0 : 1.0;
+    return vendorParamAnswer;
+}
+
+intptr_t paramText(intptr_t index, char *text, float value) {
+    const bool exists = index >= 0 && index < paramCount;
+    paramDisplayText(exists ? static_cast<int32_t>(index) : -1, value, text);
+    return exists ? vendorParamAnswer : 0;
+}
+
+intptr_t readStage(ReverbPlugin &plugin, const char *item, char *text, float size) {
+    if (!item || !(size > 1.0f) || std::strncmp(item, itemWord, itemWordLength) != 0)
+        return 0;
+    CriticalScope chainScope(plugin.chainLock);
+    ImpulseGenerator *stage = plugin.stages.get(readInteger(item + itemWordLength));
+    if (!stage)
+        return 0;
+    stage->saveText(text, boundedInteger(size, 0, INT32_MAX));
+    return vendorChainAnswer;
+}
+
+/// A stage of the line "KEY values"; null for a key that is none.
+std::unique_ptr<ImpulseGenerator> stageFromText(ReverbPlugin &plugin, const char *text) {
+    const char *start = skipBlanks(text);
+    const char *end = skipWord(start);
+    const auto length = end - start;
+    if (length < 1 || length >= maxKeySize)
+        return nullptr;
+    char key[maxKeySize];
+    std::memcpy(key, start, static_cast<size_t>(length));
+    key[length] = 0;
+    std::unique_ptr<ImpulseGenerator> stage(createImpulseGenerator(key, &plugin));
+    if (stage)
+        stage->loadText(skipBlanks(end));
+    return stage;
+}
+
+void deleteStage(ReverbPlugin &plugin, int32_t index) {
+    plugin.closeDialogOf(plugin.stages.get(index));
+    plugin.stages.remove(index, true);
+}
+
+intptr_t deleteStages(ReverbPlugin &plugin, const char *which) {
+    CriticalScope chainScope(plugin.chainLock);
+    if (*which == '*') {
+        while (plugin.stages.getSize() > 0)
+            deleteStage(plugin, plugin.stages.getSize() - 1);
+        return vendorChainAnswer;
+    }
+    const int32_t index = readInteger(which);
+    if (index < 0)
+        return 0;
+    deleteStage(plugin, index);
+    return vendorChainAnswer;
+}
+
+/// Puts a new stage in front of the one at `index`, or with `replace` in its place; at the end
+/// where there is none.
+intptr_t putStage(ReverbPlugin &plugin, int32_t index, bool replace, const char *text) {
+    if (index < 0)
+        return 0;
+    std::unique_ptr<ImpulseGenerator> stage = stageFromText(plugin, text);
+    if (!stage)
+        return 0;
+    CriticalScope chainScope(plugin.chainLock);
+    const int32_t place = std::min(index, plugin.stages.getSize());
+    if (replace)
+        deleteStage(plugin, place);
+    if (plugin.stages.insert(place, stage.get()))
+        static_cast<void>(stage.release());
+    return stage ? 0 : vendorChainAnswer;
+}
+
+intptr_t finishChain(ReverbPlugin &plugin) {
+    plugin.rebuildImpulse();
+    plugin.tellHostOfChange();
+    if (plugin.editorWindow)
+        PostMessage(plugin.editorWindow, editorReloadMessage, 0, 0);
+    return vendorChainAnswer;
+}
+
+intptr_t changeChain(ReverbPlugin &plugin, const char *command, const char *text) {
+    if (!command)
+        return 0;
+    if (std::strcmp(command, "DONE") == 0)
+        return finishChain(plugin);
+    const char prefix = *command == '-' || *command == '+' ? *command++ : '\0';
+    if (std::strncmp(command, itemWord, itemWordLength) != 0)
+        return 0;
+    command += itemWordLength;
+    if (prefix == '-')
+        return deleteStages(plugin, command);
+    return putStage(plugin, readInteger(command), prefix != '+', text);
+}
+
+intptr_t channelConfig(ReverbPlugin &plugin, int32_t *count, int32_t *result, float set) {
+    AEffect &effect = plugin.effect;
+    if (count) {
+        if (set == 1.0f && *count >= 1 && *count <= ReverbPlugin::maxChannels) {
+            storeRelaxed(effect.numInputs, *count);
+            storeRelaxed(effect.numOutputs, *count);
+        }
+        *count = loadRelaxed(effect.numInputs);
+    }
+    const int32_t channels = plugin.impulseChannels;
+    const int32_t told = channels > 2 ? 0 : channels;
+    if (result)
+        *result = told;
+    if (told == 1)
+        return 4;
+    return told == 2 ? 8 : 1;
+}
+
+} // namespace
+
+intptr_t dispatchVendorCommand(ReverbPlugin &plugin, int32_t index, intptr_t value, void *ptr,
+                               float opt) {
+    if (index == vendorChannelConfig) {
+        return channelConfig(plugin, reinterpret_cast<int32_t *>(value),
+                             static_cast<int32_t *>(ptr), opt);
+    }
+    if (!ptr)
+        return 0;
+    const char *words = reinterpret_cast<const char *>(value);
+    switch (index) {
+    case vendorParamRange:
+        return paramRange(value, static_cast<double *>(ptr));
+    case vendorParamText:
+        return paramText(value, static_cast<char *>(ptr), opt);
+    case vendorReadStage:
+        return readStage(plugin, words, static_cast<char *>(ptr), opt);
+    case vendorChangeChain:
+        return changeChain(plugin, words, static_cast<const char *>(ptr));
+    default:
+        return 0;
+    }
+}
+
+} // namespace tonvale
