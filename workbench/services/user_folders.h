@@ -1,0 +1,15 @@
+#pragma once
+
+#include <filesystem>
+
+namespace tonvale::workbench {
+
+// The program's own folders by the XDG base directory rules: the variable where it holds an
+// absolute path, else the usual place in the home folder. Read anew at each call. Empty where the
+// user has no home.
+
+std::filesystem::path configFolder(); ///< $XDG_CONFIG_HOME/tonvale, ~/.config/tonvale
+std::filesystem::path cacheFolder();  ///< $XDG_CACHE_HOME/tonvale, ~/.cache/tonvale
+std::filesystem::path dataFolder();   ///< $XDG_DATA_HOME/tonvale, ~/.local/share/tonvale
+
+} // namespace tonvale::workbench
