@@ -1,0 +1,134 @@
+#include "workbench/cli/chain_options.h"
+
+#include "workbench/cli/output_file.h"
+#include "workbench/cli/problem.h"
+#include "workbench/cli/sound_reader.h"
+#include "workbench/cli/stage_catalogue.h"
+#include "workbench/cli/state_file.h"
+#include "workbench/services/host.h"
+
+#include <array>
+#include <filesystem>
+
+namespace tonvale::workbench {
+
+namespace {
+
+constexpr int resolvedSize = 2048;
+constexpr const char *impulseFolder = "impulses";
+
+/// The path that a file loader will open for `path`.
+std::string resolved(const std::string &path) {
+    using Resolve = void (*)(const char *, char *, int, const char *);
+    const auto resolve = reinterpret_cast<Resolve>(hostFunction("resolve_fn2"));
+    std::array<char, resolvedSize> out{};
+    if (resolve)
+        resolve(path.c_str(), out.data(), resolvedSize, impulseFolder);
+    out.back() = '\0';
+    return out.front() ? out.data() : path;
+}
+
+/// The path in an active file loader's text as the plug-in writes it, empty where there is none.
+std::string toldPath(const std::string &text) {
+    constexpr std::string_view start = "FILELDR \"";
+    const size_t end = text.rfind('"');
+    if (!text.starts_with(start) || end < start.size())
+        return {};
+    return text.substr(start.size(), end - start.size());
+}
+
+} // namespace
+
+void ChainOptions::addTo(CLI::App &command) {
+    app = &command;
+    // One value an occurrence, so that the order of the two options on the line is known.
+    const auto addRepeated = [&](const char *name, const char *type, const char *help) {
+        return command.add_option(name)
+            ->description(help)
+            ->type_name(type)
+            ->type_size(1)
+            ->expected(1, CLI::detail::expected_max_vector_size)
+            ->allow_extra_args(false)
+            ->group("Chain, in the order given");
+    };
+    fileOption = addRepeated("--ir", "FILE", "Load an impulse response from a media file");
+    stageOption = addRepeated("--stage", "TEXT",
+                              "Add a stage in its one-line text form, as tonvale stages lists "
+                              "them; \"!\" in front bypasses it, a key alone takes the defaults");
+    command
+        .add_option("--load-state", stateName,
+                    "Start from a saved state; other chain options add to its chain")
+        ->type_name("FILE")
+        ->group("Chain, in the order given");
+}
+
+void ChainOptions::readLines() {
+    size_t filesTaken = 0;
+    size_t stagesTaken = 0;
+    for (const CLI::Option *option : app->parse_order()) {
+        if (option == stageOption)
+            lines.push_back(stageOption->results().at(stagesTaken++));
+        if (option != fileOption)
+            continue;
+        const std::string &name = fileOption->results().at(filesTaken++);
+        if (name.empty())
+            throw Problem("--ir: the name of a file is missing");
+        // A state that is saved from this must find the file from any folder.
+        std::error_code error;
+        const auto path = std::filesystem::absolute(name, error);
+        lines.push_back(fileStageLine(error ? name : path.string()));
+    }
+}
+
+void ChainOptions::check() {
+    readLines();
+    for (const std::string &line : lines) {
+        const StageLine stage = readStageLine(line);
+        if (stage.path.empty() || stage.bypassed)
+            continue;
+        const std::string path = resolved(stage.path);
+        openMedia(path);
+        files.push_back(path);
+    }
+    if (!files.empty())
+        first = files.front();
+    if (!stateName.empty())
+        state = readStateFile(stateName);
+}
+
+void ChainOptions::refuseOverwritingBy(const std::string &output) const {
+    for (const std::string &file : files)
+        refuseOverwriting(output, file);
+    if (!stateName.empty())
+        refuseOverwriting(output, stateName);
+}
+
+void ChainOptions::loadState(Effect &effect) {
+    if (!state.empty())
+        effect.setChunk(state);
+}
+
+void ChainOptions::loadStages(Effect &effect) const {
+    for (const std::string &line : lines)
+        if (!effect.appendStage(line))
+            throw Problem("stage '" + line + "': the plug-in can't make it");
+
+    // The plug-in itself stays silent about a file of a saved state that has gone.
+    for (const std::string &text : chainTexts(effect))
+        if (const std::string path = toldPath(text); !path.empty())
+            openMedia(resolved(path));
+    effect.finishChainChange();
+}
+
+std::vector<std::string> chainTexts(Effect &effect) {
+    const auto bypassed = bypassedStages(effect.chunk());
+    std::vector<std::string> texts;
+    for (int i = 0; auto text = effect.stageText(i); ++i) {
+        const auto index = static_cast<size_t>(i);
+        const bool marked = bypassed && index < bypassed->size() && (*bypassed)[index];
+        texts.push_back((marked ? "!" : "") + *text);
+    }
+    return texts;
+}
+
+} // namespace tonvale::workbench

@@ -1,0 +1,91 @@
+#include "workbench/cli/chain_options.h"
+#include "workbench/cli/commands.h"
+#include "workbench/cli/impulse_response.h"
+#include "workbench/cli/option_values.h"
+#include "workbench/cli/output_file.h"
+#include "workbench/cli/problem.h"
+#include "workbench/cli/progress_bar.h"
+#include "workbench/cli/sound_reader.h"
+#include "workbench/cli/sound_writer.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace tonvale::workbench {
+
+namespace {
+
+constexpr double usualRate = 44100;
+constexpr double leastRate = 1e-3;
+constexpr double mostRate = 1e7;
+
+class ImpulseCommand {
+  public:
+    explicit ImpulseCommand(CLI::App &command) {
+        command.add_option("OUT", output, "The WAV file to write")->required();
+        addNumber(command, "--rate", rate, leastRate, mostRate,
+                  "Sample rate; unless given, that of the first file in the chain, else 44100")
+            ->type_name("HZ");
+        addDepth(command, depth);
+        chain.addTo(command);
+        command.footer("The response is what the plug-in answers to a unit impulse. It keeps "
+                       "responses in single precision and\nconvolves long ones by FFT, so there "
+                       "is a noise floor of about -145 dB below the peak.");
+    }
+
+    void run() {
+        requireWaveName(output);
+        chain.check();
+        chain.refuseOverwritingBy(output);
+        OutputFile file(output);
+
+        Effect effect(wantedRate());
+        chain.loadState(effect);
+        soloResponse(effect);
+        chain.loadStages(effect);
+        const auto texts = chainTexts(effect);
+        if (texts.empty())
+            throw Problem("the chain is empty: --ir, --stage or --load-state fills it");
+        for (size_t i = 0; i < texts.size(); ++i)
+            std::printf("%s %zu. %s\n", i ? "         " : "Chain    ", i + 1, texts[i].c_str());
+        std::fflush(stdout);
+
+        const int channels = responseChannels(effect);
+        const int64_t frames = effect.tailFrames();
+        SoundWriter writer(output, file, channels, effect.sampleRate(), std::stoi(depth));
+        {
+            ProgressBar bar(frames);
+            captureResponse(effect, channels, frames, [&](double **planes, int count, int offset) {
+                writer.write(planes, count, offset);
+                bar.advance(count);
+            });
+        }
+        writer.finish();
+        std::printf("Wrote     %s: %s\n", output.c_str(), writer.description().c_str());
+        std::fflush(stdout);
+        writer.warnOfLoss();
+    }
+
+  private:
+    std::string output;
+    std::string depth = "32";
+    std::optional<double> rate;
+    ChainOptions chain;
+
+    double wantedRate() const {
+        if (rate)
+            return *rate;
+        return chain.firstFile().empty() ? usualRate : SoundReader(chain.firstFile()).sampleRate();
+    }
+};
+
+} // namespace
+
+void addImpulseCommand(CLI::App &program) {
+    CLI::App *command = program.add_subcommand(
+        "impulse", "Writes the impulse response that a chain of stages makes");
+    auto impulse = std::make_shared<ImpulseCommand>(*command);
+    command->callback([impulse] { impulse->run(); });
+}
+
+} // namespace tonvale::workbench

@@ -1,0 +1,54 @@
+#include "workbench/cli/commands.h"
+#include "workbench/cli/problem.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <new>
+#include <string>
+
+namespace {
+
+constexpr int failed = 1;
+constexpr int wrongUsage = 2;
+
+constexpr void (*commands[])(CLI::App &) = {
+    tonvale::workbench::addRenderCommand,
+    tonvale::workbench::addImpulseCommand,
+    tonvale::workbench::addStagesCommand,
+    tonvale::workbench::addParametersCommand,
+};
+
+int complain(std::string text, int status) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    std::fflush(stdout);
+    std::fprintf(stderr, "tonvale: %s\n", text.c_str());
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    CLI::App program("Runs the Tonvale convolution reverb on sound files.", "tonvale");
+    program.set_version_flag("--version", "tonvale " TONVALE_VERSION);
+    program.set_help_flag("--help", "Print this help and exit");
+    program.require_subcommand(1);
+    for (const auto add : commands)
+        add(program);
+
+    try {
+        program.parse(argc, argv);
+        if (std::fflush(stdout) != 0)
+            return complain("standard output can't be written", failed);
+        return 0;
+    } catch (const CLI::Success &wish) {
+        return program.exit(wish);
+    } catch (const CLI::ParseError &error) {
+        return complain(std::string(error.what()) + "; see tonvale --help", wrongUsage);
+    } catch (const std::bad_alloc &) {
+        return complain("not enough memory", failed);
+    } catch (const std::exception &error) {
+        return complain(error.what(), failed);
+    }
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <optional>
+#include <string>
+
+namespace tonvale::workbench {
+
+/// The number that all of `text` is; nothing for any other text, NaN and infinities.
+std::optional<double> numberIn(const std::string &text);
+
+/// Adds an option that takes a number from `low` to `high` into `place`; with `whole` only one
+/// without a fraction. Anything else is wrong usage.
+CLI::Option *addNumber(CLI::App &command, const std::string &name, std::optional<double> &place,
+                       double low, double high, const std::string &help, bool whole = false);
+
+/// Adds --depth: the bits of a written sample.
+void addDepth(CLI::App &command, std::string &place);
+
+} // namespace tonvale::workbench

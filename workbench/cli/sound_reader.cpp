@@ -1,0 +1,81 @@
+#include "workbench/cli/sound_reader.h"
+
+#include "workbench/cli/problem.h"
+#include "workbench/services/media.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tonvale::workbench {
+
+namespace {
+
+constexpr int fetchFrames = 8192;
+constexpr double mostFrames = 9.0e15; // whole frames are exact in a double up to here
+
+} // namespace
+
+MediaSourceOwner openMedia(const std::string &path) {
+    MediaSourceOwner source(createMediaSource(path.c_str()));
+    if (!source)
+        throw Problem(path + ": " + mediaProblem(path.c_str()));
+    return source;
+}
+
+SoundReader::SoundReader(const std::string &path)
+    : source(openMedia(path)) {
+    channelCount = source->GetNumChannels();
+    rate = source->GetSampleRate();
+    if (channelCount < 1 || channelCount > channelLimit)
+        throw Problem(path + ": has " + std::to_string(channelCount) +
+                      " channels; 1 to 128 are possible");
+    if (!(rate > 0.0) || !std::isfinite(rate))
+        throw Problem(path + ": has no sample rate");
+    const double length = std::round(source->GetLength() * rate);
+    if (!(length >= 1.0) || length > mostFrames)
+        throw Problem(path + ": holds no samples");
+    frameCount = static_cast<int64_t>(length);
+    pending.resize(static_cast<size_t>(channelCount) * fetchFrames);
+}
+
+void SoundReader::read(double *const *planes, int frames) {
+    int done = 0;
+    while (done < frames) {
+        if (pendingFrames == 0 && !ended)
+            fetch();
+        if (ended)
+            break;
+        const int count = std::min(frames - done, pendingFrames);
+        for (int c = 0; c < channelCount; ++c) {
+            const double *from =
+                pending.data() +
+                static_cast<size_t>(pendingStart) * static_cast<size_t>(channelCount) + c;
+            for (int i = 0; i < count; ++i, from += channelCount)
+                planes[c][done + i] = *from;
+        }
+        pendingStart += count;
+        pendingFrames -= count;
+        done += count;
+    }
+    for (int c = 0; c < channelCount; ++c)
+        std::fill(planes[c] + done, planes[c] + frames, 0.0);
+}
+
+void SoundReader::fetch() {
+    const int64_t left = frameCount - position;
+    MediaReadBlock block{};
+    block.time = static_cast<double>(position) / rate;
+    block.secondTime = block.time;
+    block.sampleRate = rate;
+    block.channels = channelCount;
+    block.length = static_cast<int32_t>(std::min<int64_t>(left, fetchFrames));
+    block.samples = pending.data();
+    if (block.length > 0)
+        source->GetSamples(&block);
+    pendingStart = 0;
+    pendingFrames = std::clamp(block.samplesOut, 0, std::max(0, block.length));
+    position += pendingFrames;
+    ended = pendingFrames == 0;
+}
+
+} // namespace tonvale::workbench

@@ -1,0 +1,67 @@
+#include "workbench/cli/commands.h"
+#include "workbench/cli/plugin_module.h"
+#include "workbench/cli/stage_catalogue.h"
+
+#include <cstdio>
+#include <sstream>
+
+namespace tonvale::workbench {
+
+namespace {
+
+constexpr double anyRate = 44100;
+
+/// The values in the text form of a stage that was just made: its defaults.
+std::vector<std::string> defaults(const std::string &text) {
+    std::istringstream words(text);
+    std::vector<std::string> values;
+    std::string word;
+    words >> word;
+    while (words >> word)
+        values.push_back(word);
+    return values;
+}
+
+void printStage(const StageKind &kind, const std::vector<std::string> &values) {
+    std::printf("%-10s  %s\n", kind.key, kind.name);
+    for (size_t i = 0; i < kind.values.size(); ++i) {
+        const StageValue &value = kind.values[i];
+        const std::string start = i < values.size() ? values[i] : "";
+        std::string line = "    " + std::string(value.name);
+        line.resize(std::max<size_t>(line.size(), 24), ' ');
+        line += start;
+        line.resize(std::max<size_t>(line.size(), 40), ' ');
+        line += value.range;
+        line.resize(std::max<size_t>(line.size(), 54), ' ');
+        line += value.unit;
+        line.erase(line.find_last_not_of(' ') + 1);
+        std::printf("%s\n", line.c_str());
+    }
+    std::printf("\n");
+}
+
+void listStages() {
+    Effect effect(anyRate);
+    std::printf(
+        "A stage's text is its key and then its values in this order, with blanks between.\n"
+        "\n"
+        "KEY         NAME\n"
+        "    VALUE               DEFAULT         RANGE         UNIT\n\n");
+    for (const StageKind &kind : stageKinds()) {
+        const int place = effect.stageCount();
+        if (!effect.appendStage(kind.key))
+            continue;
+        printStage(kind, defaults(effect.stageText(place).value_or("")));
+    }
+}
+
+} // namespace
+
+void addStagesCommand(CLI::App &program) {
+    program
+        .add_subcommand("stages", "Lists the types of stages with their values, units, defaults "
+                                  "and ranges")
+        ->callback(listStages);
+}
+
+} // namespace tonvale::workbench
