@@ -1,0 +1,169 @@
+#include "host/effect_driver.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+// The whole plug-in, through its record alone, against direct convolution.
+
+namespace tonvale::test {
+namespace {
+
+enum class Mode { zeroLatency, plain, zeroLatencyWithWorker, plainWithWorker };
+enum class Feed { distinct, equal, switching };
+
+struct Case {
+    size_t length;
+    int32_t block; ///< 0: a random mix
+    int32_t channels;
+    int32_t responseChannels;
+    Mode mode;
+    Feed feed;
+    float maxFft = 1.0f; ///< normalised
+};
+
+constexpr size_t quietFrom = 3000;
+constexpr size_t quietTo = 9000;
+
+/// Noise with a silence in the middle; equal channels part for a while where they switch.
+Channels makeInput(const Case &c, size_t length) {
+    Channels input;
+    for (int32_t i = 0; i < c.channels; ++i) {
+        const auto own = static_cast<uint32_t>(i + 1);
+        std::vector<double> samples = noise(length, c.feed == Feed::distinct ? own : 1);
+        if (c.feed == Feed::switching) {
+            const std::vector<double> other = noise(length, own);
+            for (size_t t = length / 2; t < length * 3 / 4; ++t)
+                samples[t] = other[t];
+        }
+        for (size_t t = quietFrom; t < std::min(quietTo, length); ++t)
+            samples[t] = 0.0;
+        // One channel alone speaks first behind the silence.
+        for (size_t t = quietTo; t < std::min(quietTo + 700, length) && i % 2 == 0; ++t)
+            samples[t] = 0.0;
+        input.push_back(std::move(samples));
+    }
+    return input;
+}
+
+Channels makeResponse(const Case &c) {
+    Channels response;
+    for (int32_t i = 0; i < c.responseChannels; ++i)
+        response.push_back(roomNoise(c.length, static_cast<uint32_t>(100 + i)));
+    return response;
+}
+
+bool isZeroLatency(const Case &c) {
+    return c.mode == Mode::zeroLatency || c.mode == Mode::zeroLatencyWithWorker;
+}
+
+bool hasWorker(const Case &c) {
+    return c.mode == Mode::zeroLatencyWithWorker || c.mode == Mode::plainWithWorker;
+}
+
+/// Whether taps alone do the work, which are rounded to single precision and nothing else.
+bool isDirect(const Case &c) {
+    return c.length < 64 || (isZeroLatency(c) && c.length <= 128);
+}
+
+std::string describe(const Case &c) {
+    return "length " + std::to_string(c.length) + " block " + std::to_string(c.block) +
+           " channels " + std::to_string(c.channels) + "/" + std::to_string(c.responseChannels) +
+           " mode " + std::to_string(static_cast<int>(c.mode)) + " feed " +
+           std::to_string(static_cast<int>(c.feed)) + " fft " + std::to_string(c.maxFft);
+}
+
+/// Runs a case and holds every checked sample against the sum of products.
+void expectConvolution(const Case &c) {
+    SCOPED_TRACE(describe(c));
+    const Channels response = makeResponse(c);
+    putMedia("room", 44100.0, response);
+    EffectDriver driver(c.channels);
+    driver.set(3, c.maxFft);
+    if (c.length > 0) {
+        ASSERT_EQ(driver.setChain({"FILELDR \"memory:room\" 60"}), 1);
+    }
+    driver.hearWetOnly(isZeroLatency(c), hasWorker(c));
+
+    const size_t length = c.length > 50000 ? 130000 : 30000;
+    const Channels input = makeInput(c, length);
+    const auto latency = static_cast<size_t>(driver.effect->initialDelay);
+    if (isZeroLatency(c)) {
+        EXPECT_EQ(latency, 0u);
+    }
+    const Channels output =
+        c.block > 0 ? driver.process(input, c.block) : driver.process(input, randomBlocks(3, 5000));
+
+    ErrorMeter meter;
+    std::mt19937 random(11);
+    for (int32_t i = 0; i < c.channels; ++i) {
+        const auto ch = static_cast<size_t>(i);
+        std::vector<double> taps{1.0};
+        if (c.length > 0)
+            taps = response[ch % response.size()];
+        if (isDirect(c)) {
+            for (double &tap : taps)
+                tap = static_cast<float>(tap);
+        }
+        for (size_t t = 0; t < std::min(latency, length); ++t)
+            ASSERT_EQ(output[ch][t], 0.0) << "before the latency, at " << t;
+        const size_t stride = std::max<size_t>(1, c.length / 40);
+        for (size_t t = 0; t + latency < length; t += 1 + random() % stride) {
+            const double expected = convolvedSample(input[ch], taps, t);
+            const double actual = output[ch][t + latency];
+            meter.add(expected, actual);
+            ASSERT_NEAR(actual, expected, 1e-5) << "channel " << i << " at " << t;
+        }
+    }
+    EXPECT_LE(meter.decibels(), isDirect(c) ? -290.0 : -145.0);
+}
+
+class ConvolutionThroughEffect : public testing::TestWithParam<Mode> {
+    PermutedTransform permuted;
+};
+
+constexpr size_t lengths[] = {0, 1, 63, 64, 65, 127, 128, 129, 700, 5000};
+constexpr int32_t blocks[] = {1, 37, 64, 512, 5000, 0};
+
+TEST_P(ConvolutionThroughEffect, EqualsDirectConvolutionForEveryLengthOfResponse) {
+    int turn = 0;
+    for (const size_t length : lengths) {
+        for (const int32_t responseChannels : {1, 2}) {
+            const int32_t block = blocks[turn++ % 6];
+            expectConvolution({length, block, 2, responseChannels, GetParam(), Feed::distinct});
+        }
+    }
+}
+
+TEST_P(ConvolutionThroughEffect, EqualsDirectConvolutionForEveryBlockLength) {
+    for (const int32_t block : blocks)
+        expectConvolution({2000, block, 2, 2, GetParam(), Feed::distinct, 0.02f});
+}
+
+TEST_P(ConvolutionThroughEffect, EqualsDirectConvolutionForEveryFeedAndChannelCount) {
+    for (const int32_t channels : {1, 2, 4}) {
+        for (const int32_t responseChannels : {1, 2, 4}) {
+            for (const Feed feed : {Feed::distinct, Feed::equal, Feed::switching})
+                expectConvolution({1500, 0, channels, responseChannels, GetParam(), feed, 0.01f});
+        }
+    }
+}
+
+TEST_P(ConvolutionThroughEffect, EqualsDirectConvolutionForALongResponse) {
+    expectConvolution({100000, 512, 2, 2, GetParam(), Feed::distinct});
+    expectConvolution({100000, 0, 2, 2, GetParam(), Feed::switching, 0.05f});
+}
+
+TEST_P(ConvolutionThroughEffect, TakesEveryFftLimitThatAHostMaySet) {
+    // 32, 1000, 3, 16384 and far beyond either end, of which few are powers of two.
+    for (const float maxFft : {0.0f, 0.0592f, -0.0018f, 1.0f, 1e30f, -1e30f, NAN})
+        expectConvolution({3000, 0, 2, 2, GetParam(), Feed::distinct, maxFft});
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, ConvolutionThroughEffect,
+                         testing::Values(Mode::zeroLatency, Mode::plain,
+                                         Mode::zeroLatencyWithWorker, Mode::plainWithWorker));
+
+} // namespace
+} // namespace tonvale::test
