@@ -1,0 +1,166 @@
+#include "convolution/containers/raw_memory.h"
+#include "core/reverb_plugin.h"
+#include "host/effect_driver.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace tonvale::test {
+namespace {
+
+class Rebuild : public testing::Test {
+  protected:
+    ReverbPlugin &plugin() { return *static_cast<ReverbPlugin *>(driver.effect->user); }
+
+    void loadResponse(size_t length) {
+        putMedia("response", 44100.0, {roomNoise(length, 1)});
+        ASSERT_EQ(driver.setChain({"FILELDR \"memory:response\" 60"}), 1);
+    }
+
+    EffectDriver driver;
+};
+
+TEST_F(Rebuild, SplitsAResponseOfMoreThanTwiceTheSplit) {
+    struct Row {
+        float maxFft; ///< normalised
+        int32_t split;
+    };
+    for (const Row row : {Row{0.0f, 512}, Row{1.0f, 8192}, Row{0.0592f, 1000}}) {
+        driver.set(3, row.maxFft);
+        loadResponse(static_cast<size_t>(2 * row.split));
+        EXPECT_EQ(plugin().tailSplit, 0);
+        EXPECT_EQ(plugin().workerThread, nullptr);
+        EXPECT_EQ(plugin().workerWake, nullptr);
+        loadResponse(static_cast<size_t>(2 * row.split + 1));
+        EXPECT_EQ(plugin().tailSplit, row.split);
+        EXPECT_NE(plugin().tailEngine, nullptr);
+        const WorkerThread *thread = plugin().workerThread.get();
+        ASSERT_NE(thread, nullptr);
+        // A rebuild that keeps a tail keeps the thread.
+        driver.set(6, 0.0f);
+        EXPECT_EQ(plugin().workerThread.get(), thread);
+        EXPECT_NE(plugin().uniformEngine, nullptr);
+        EXPECT_EQ(plugin().zlEngine, nullptr);
+        driver.process({noise(3000, 1), noise(3000, 2)}, 700);
+        driver.set(7, 0.0f);
+        EXPECT_EQ(plugin().workerThread, nullptr);
+        EXPECT_EQ(plugin().workerDone, nullptr);
+        for (int c = 0; c < 2; ++c)
+            EXPECT_EQ(plugin().tailInput[c].getAvailable() + plugin().tailOutput[c].getAvailable(),
+                      0);
+        driver.set(6, 1.0f);
+        driver.set(7, 1.0f);
+    }
+}
+
+TEST_F(Rebuild, TakesTheWholeResponseWhenTheWorkerCanNotStart) {
+    driver.set(3, 0.0f);
+    loadResponse(5000);
+    driver.set(7, 0.0f);
+    setAllocationGate([](size_t bytes) { return bytes != sizeof(WorkerThread); });
+    driver.hearWetOnly(true, true);
+    setAllocationGate(nullptr);
+    EXPECT_EQ(plugin().tailSplit, 0);
+    EXPECT_EQ(plugin().workerThread, nullptr);
+    EXPECT_NE(plugin().workerWake, nullptr) << "the next rebuild tries again with these";
+
+    const Channels input{noise(6000, 3), noise(6000, 4)};
+    const Channels output = driver.process(input, 333);
+    ErrorMeter meter;
+    for (size_t t = 0; t < 6000; t += 13)
+        meter.add(convolvedSample(input[0], roomNoise(5000, 1), t), output[0][t]);
+    EXPECT_LT(meter.decibels(), -145.0);
+    loadResponse(5000);
+    EXPECT_EQ(plugin().tailSplit, 512);
+}
+
+TEST_F(Rebuild, IsSilentWithoutAMainEngine) {
+    {
+        AllocationLimit limit(1 << 30, sizeof(ConvolutionEngineDiv) - 1);
+        driver.set(6, 0.0f);
+        driver.set(6, 1.0f);
+        EXPECT_GT(limit.refused(), 0);
+    }
+    EXPECT_EQ(plugin().zlEngine, nullptr);
+    const Channels input{noise(500, 1), noise(500, 2)};
+    EXPECT_EQ(driver.process(input, 100)[0], std::vector<double>(500, 0.0));
+    loadResponse(100);
+    driver.hearWetOnly(true, true);
+    EXPECT_NE(driver.process(input, 100)[0], std::vector<double>(500, 0.0));
+}
+
+TEST_F(Rebuild, OnlyAFlipOfZlOrLlRebuilds) {
+    loadResponse(5000);
+    const auto rebuilt = [this](int32_t param, float value) {
+        plugin().displayDirty = 0;
+        driver.set(param, value);
+        return plugin().displayDirty != 0;
+    };
+    EXPECT_FALSE(rebuilt(6, 0.6f));
+    EXPECT_TRUE(rebuilt(6, 0.4f));
+    EXPECT_FALSE(rebuilt(6, NAN));
+    EXPECT_TRUE(rebuilt(7, 0.0f));
+    EXPECT_FALSE(rebuilt(7, 0.1f));
+    for (int32_t param = 0; param < 6; ++param)
+        EXPECT_FALSE(rebuilt(param, 0.3f));
+    EXPECT_EQ(plugin().pendingControlMask, 0xFFu);
+}
+
+TEST_F(Rebuild, KeepsItsTimeAcrossASwapToAnEngineOfLowerLatency) {
+    // A response that does nothing, on an engine with latency and then on one without.
+    std::vector<double> click(3000, 0.0);
+    click[0] = 1.0;
+    putMedia("click", 44100.0, {click});
+    driver.set(3, 480.0f / 16352.0f); // 512
+    for (const bool ll : {false, true}) {
+        ASSERT_EQ(driver.setChain({"FILELDR \"memory:click\" 60"}), 1);
+        driver.hearWetOnly(false, ll);
+        driver.set(1, 0.5f);
+        driver.reset();
+        const auto delay = static_cast<size_t>(driver.effect->initialDelay);
+        ASSERT_EQ(delay, 512u);
+        const Channels warm{noise(4000, 1), noise(4000, 2)};
+        driver.process(warm, 128);
+        driver.set(6, 1.0f);
+        EXPECT_EQ(driver.effect->initialDelay, 512);
+        driver.process(warm, 128);
+        const Channels input{noise(3000, 3), noise(3000, 4)};
+        const Channels output = driver.process(input, 128);
+        for (size_t t = delay; t < 3000; ++t)
+            ASSERT_NEAR(output[1][t], 1.5 * input[1][t - delay], 1e-6) << t;
+        driver.reset();
+        EXPECT_EQ(driver.effect->initialDelay, 0);
+    }
+}
+
+TEST_F(Rebuild, KeepsTheTailInLineAcrossARebuildUnderWay) {
+    driver.set(3, 0.0f);
+    loadResponse(9000);
+    for (const bool zl : {true, false}) {
+        driver.hearWetOnly(zl, true);
+        ASSERT_GT(plugin().tailSplit, 0);
+        const auto delay = static_cast<size_t>(driver.effect->initialDelay);
+        driver.process({noise(5000, 1), noise(5000, 2)}, 333);
+        loadResponse(9000);
+        // What sounded before the swap is gone from the engines once the response has run out.
+        driver.process(Channels(2, std::vector<double>(12000, 0.0)), 333);
+        const Channels input{noise(12000, 3), noise(12000, 4)};
+        const Channels output = driver.process(input, 333);
+        const std::vector<double> taps = roomNoise(9000, 1);
+        ErrorMeter meter;
+        for (size_t t = 0; t + delay < 12000; t += 13)
+            meter.add(convolvedSample(input[0], taps, t), output[0][t + delay]);
+        EXPECT_LT(meter.decibels(), -145.0) << "zl " << zl;
+    }
+}
+
+TEST_F(Rebuild, ReportsATailThatIsShortOfTheResponseByThePreverb) {
+    EXPECT_EQ(driver.dispatch(effGetTailSize), 1);
+    loadResponse(48000);
+    driver.set(2, static_cast<float>(1000.5 / 44100.0 / 3.0));
+    EXPECT_EQ(driver.dispatch(effGetTailSize), 47000);
+}
+
+} // namespace
+} // namespace tonvale::test
