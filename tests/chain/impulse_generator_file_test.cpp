@@ -148,8 +148,8 @@ TEST_F(FileStage, ResamplesAndKeepsTheGainOfAConvolution) {
         std::vector<double> samples(length);
         for (size_t i = 0; i < length; ++i) {
             const double t = static_cast<double>(i) / rate;
-            samples[i] =
-                std::sin(2.0 * M_PI * 500.0 * t) * std::exp(-0.5 * std::pow((t - 0.1) / 0.02, 2.0));
+            samples[i] = (1.0 + std::sin(2.0 * M_PI * 500.0 * t)) *
+                         std::exp(-0.5 * std::pow((t - 0.1) / 0.02, 2.0));
         }
         return samples;
     };
