@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstdint>
 #include <fstream>
 #include <functional>
@@ -12,6 +13,7 @@
 #include <memory>
 #include <numbers>
 #include <sndfile.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <vector>
 
@@ -350,7 +352,7 @@ TEST_F(Media, SinkReadsItsChannelsAtOffsetAndSpacing) {
               (std::vector<double>{5, 0, 0, 4, 0, 0}));
 }
 
-TEST_F(Media, SinkRefusesWhatItCantWriteAndTellsWhatItLost) {
+TEST_F(Media, SinkRefusesWhatItCantWrite) {
     const auto made = [&](WaveFormatBlock format, int size, int channels, int rate) {
         return Sink(createMediaSink(path.c_str(), &format, size, channels, rate, 0)) != nullptr;
     };
@@ -367,15 +369,23 @@ TEST_F(Media, SinkRefusesWhatItCantWriteAndTellsWhatItLost) {
     path = folder.file("no such folder/sound.wav");
     EXPECT_FALSE(made({}, 5, 1, 44100));
     EXPECT_TRUE(mediaSinkFailed(nullptr));
+}
 
-    // A device on which no byte finds room.
-    const WaveFormatBlock format;
-    if (Sink sink{createMediaSink("/dev/full", &format, 5, 1, 44100, 0)}) {
-        std::vector<double> sound(100000, 0.5);
+TEST_F(Media, SinkTellsThatItLostSamplesWhenTheDiskIsFull) {
+    // In a process of its own, since the limit on file sizes that plays the disk is a process's.
+    const auto write = [&](int frames) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{65536, 65536};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        const WaveFormatBlock format;
+        const Sink sink(createMediaSink(path.c_str(), &format, 5, 1, 44100, 0));
+        std::vector<double> sound(static_cast<size_t>(frames), 0.5);
         double *channel = sound.data();
-        sink->WriteDoubles(&channel, 100000, 1, 0, 1);
-        EXPECT_TRUE(mediaSinkFailed(sink.get()));
-    }
+        sink->WriteDoubles(&channel, frames, 1, 0, 1);
+        std::_Exit(mediaSinkFailed(sink.get()) ? 1 : 0);
+    };
+    EXPECT_EXIT(write(16000), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(write(17000), testing::ExitedWithCode(1), "");
 }
 
 } // namespace tonvale::workbench
