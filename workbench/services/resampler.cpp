@@ -3,8 +3,8 @@
 #include "workbench/services/rate_converter.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
+#include <vector>
 
 namespace tonvale::workbench {
 
