@@ -16,7 +16,8 @@ std::string mediaProblem(const char *path);
 MediaSink *createMediaSink(const char *path, const void *format, int formatSize, int channels,
                            int rate, int zero);
 
-/// Whether a sink of createMediaSink lost samples so far, as on a full disk.
+/// Whether a sink of createMediaSink lost samples so far, as on a full disk or beyond the 4 GiB
+/// that a WAV file can hold.
 bool mediaSinkFailed(const MediaSink *sink);
 
 } // namespace tonvale::workbench

@@ -26,6 +26,10 @@ constexpr int64_t blockFrames = 1024;
 /// that its filter doesn't know the difference to a read from the start.
 constexpr double leadIn = 2048.0;
 
+/// An MPEG frame may borrow bits from several frames before it, without which it decodes to
+/// silence; so a seek goes back by as many as the smallest ones can need.
+constexpr int64_t mpegLeadIn = 16 * 1152;
+
 /// The smallest step, in whole frames on either side, after which the frames of two rates coincide.
 struct RateGrid {
     int64_t inStep;
@@ -168,8 +172,20 @@ class FileSource final : public MediaSource {
     }
 
     bool seekTo(int64_t frame) {
-        if (position != frame)
-            position = sf_seek(file.get(), frame, SF_SEEK_SET);
+        if (position == frame)
+            return true;
+        const bool isMpeg = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG;
+        const int64_t start = isMpeg ? std::max<int64_t>(0, frame - mpegLeadIn) : frame;
+        position = sf_seek(file.get(), start, SF_SEEK_SET);
+        while (position >= 0 && position < frame) {
+            const int64_t wanted = std::min(blockFrames, frame - position);
+            raw.resize(static_cast<size_t>(wanted * info.channels));
+            if (sf_readf_double(file.get(), raw.data(), wanted) != wanted) {
+                position = -1;
+                return false;
+            }
+            position += wanted;
+        }
         return position == frame;
     }
 

@@ -74,7 +74,7 @@ bool RateConverter::start(double inRate, double outRate, int channels, Conversio
         soxr_quality_spec(recipes[static_cast<size_t>(quality)], SOXR_HI_PREC_CLOCK);
     // Small transforms hold the least input back.
     auto runtime = soxr_runtime_spec(1);
-    runtime.log2_min_dft_size = 8;
+    runtime.log2_min_dft_size = runtime.log2_large_dft_size = 8;
     soxr_error_t error = nullptr;
     stream = soxr_create(inRate, outRate, static_cast<unsigned>(channels), &error, &format, &recipe,
                          &runtime);

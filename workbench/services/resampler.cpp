@@ -3,8 +3,8 @@
 #include "workbench/services/rate_converter.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
+#include <vector>
 
 namespace tonvale::workbench {
 
@@ -14,26 +14,33 @@ namespace {
 constexpr int mostFrames = 65536;
 constexpr int mostSamples = 1 << 22;
 
-/// The least input after which a new stream gives `wanted` frames, up to a few frames; found by
-/// trying it on silence.
-int firstRequest(double inRate, double outRate, ConversionQuality quality, int wanted) {
-    constexpr size_t step = 16;
-    const double silence[step] = {};
-    RateConverter trial;
-    if (!trial.start(inRate, outRate, 1, quality))
-        return 0;
-    FrameQueue out;
-    out.clear(1);
-    const double passed = wanted * inRate / outRate;
-    // A steep filter at an extreme ratio holds back more than anyone would wait for.
-    const double limit = 2.0 * passed + 16384.0 * std::max(1.0, inRate / outRate);
-    size_t fed = 0;
-    while (out.frames() < static_cast<size_t>(wanted) && static_cast<double>(fed) < limit) {
-        trial.push(silence, step, out);
-        fed += step;
+/// How much input completes how much output. A conversion works in blocks of its own length, so
+/// what it holds back rises and falls; this one runs ahead of another, on silence, to tell.
+class Forecast {
+  public:
+    bool start(double inRate, double outRate, ConversionQuality quality) {
+        ahead.clear(1);
+        return trial.start(inRate, outRate, 1, quality);
     }
-    return static_cast<int>(fed);
-}
+
+    /// The least further input, in steps of a few frames and at most `limit`, that completes at
+    /// least `outFrames` further frames.
+    int inputFor(int outFrames, int limit) {
+        constexpr int step = 16;
+        const double silence[step] = {};
+        int fed = 0;
+        while (ahead.frames() < static_cast<size_t>(outFrames) && fed + step <= limit) {
+            trial.push(silence, step, ahead);
+            fed += step;
+        }
+        ahead.clear(1);
+        return fed;
+    }
+
+  private:
+    RateConverter trial;
+    FrameQueue ahead;
+};
 
 class Resampler final : public ResamplerHandle {
   public:
@@ -89,19 +96,25 @@ class Resampler final : public ResamplerHandle {
   private:
     bool begin(int channelCount) {
         Reset();
-        if (!converter.start(inRate, outRate, channelCount, quality))
+        if (!converter.start(inRate, outRate, channelCount, quality) ||
+            !forecast.start(inRate, outRate, quality)) {
+            converter.stop();
             return false;
+        }
         channels = channelCount;
         waiting.clear(channelCount);
-        fresh = true;
+        largestWanted = 0;
         return true;
     }
 
+    /// One block of the conversion is enough for a caller that goes on. One that wants less than
+    /// before is near its end, and one that has had nothing may want no more than this: they get
+    /// all they want.
     int request(int outFrames) {
-        const int frames = fresh ? firstRequest(inRate, outRate, quality, outFrames)
-                                 : static_cast<int>(std::ceil(outFrames * inRate / outRate));
-        fresh = false;
-        return std::clamp(frames, 1, std::min(mostFrames, mostSamples / channels));
+        const bool mayBeAll = largestWanted == 0 || outFrames < largestWanted;
+        largestWanted = std::max(largestWanted, outFrames);
+        return forecast.inputFor(mayBeAll ? outFrames : 1,
+                                 std::min(mostFrames, mostSamples / channels));
     }
 
     void takeInput(int frames) {
@@ -115,11 +128,12 @@ class Resampler final : public ResamplerHandle {
     double outRate = 0.0;
     ConversionQuality quality = ConversionQuality::high;
     RateConverter converter; ///< stopped when the input has ended
+    Forecast forecast;
     FrameQueue waiting;
     std::vector<double> input; ///< the room that Prepare gives
     int channels = 0;          ///< of the present stream; 0 without one
     int asked = 0;             ///< frames of the Prepare that no Out has answered yet
-    bool fresh = false;        ///< no Prepare has asked for input of this stream
+    int largestWanted = 0;     ///< output frames of the greatest Prepare of this stream
 };
 
 } // namespace

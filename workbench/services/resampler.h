@@ -13,8 +13,8 @@ namespace tonvale::workbench {
 /// other cases Out must follow with the frames that were asked for. Fewer, or none, mean that the
 /// input has ended: Out then gives all that is left, so that n input frames become about
 /// n * out / in frames altogether, without delay. What Out has no room for waits for the next Out.
-/// To lose as little as possible where a caller stops without that, Prepare asks in small steps,
-/// and at first for just as much as the filter needs to fill `outFrames`.
+/// A caller that stops without that loses what the filter holds; so Prepare asks in small steps,
+/// and for all that `outFrames` need when they are fewer than before, as at the end of a stretch.
 ///
 /// Extended(resamplerSetMode, mode): quality 0 to 4, quick to very high; 3 until it is called.
 /// It begins a new stream and answers 1; 0 for any other call or mode.

@@ -2,6 +2,8 @@
 
 #include "workbench/services/user_folders.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <unistd.h>
 
@@ -18,6 +20,14 @@ fs::path wisdomFile() {
     return folder.empty() ? folder : folder / "fft-wisdom";
 }
 
+/// The first line of the file, which ties it to the text behind it (FNV-1a, 64 bits).
+std::string sealOf(const std::string &wisdom) {
+    uint64_t hash = 14695981039346656037u;
+    for (const char c : wisdom)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    return "tonvale fft wisdom " + std::to_string(hash) + "\n";
+}
+
 } // namespace
 
 std::string readWisdom() {
@@ -29,7 +39,10 @@ std::string readWisdom() {
     std::string text(largestWisdom, '\0');
     in.read(text.data(), largestWisdom);
     text.resize(static_cast<size_t>(in.gcount()));
-    return text;
+    if (text.empty())
+        return {};
+    const std::string wisdom = text.substr(std::min(text.find('\n'), text.size() - 1) + 1);
+    return text.starts_with(sealOf(wisdom)) ? wisdom : "";
 }
 
 void writeWisdom(const std::string &wisdom) {
@@ -42,7 +55,7 @@ void writeWisdom(const std::string &wisdom) {
     fs::path draft = path;
     draft += "." + std::to_string(getpid()) + ".tmp";
     std::ofstream out(draft, std::ios::binary | std::ios::trunc);
-    out << wisdom;
+    out << sealOf(wisdom) << wisdom;
     out.close();
     if (out)
         fs::rename(draft, path, error);

@@ -3,8 +3,8 @@
 namespace tonvale::workbench {
 
 /// Plans every transform that the host offers, from the wisdom in the user's cache folder or by
-/// measuring once. Until it has run no transform is there; hostFunction runs it when one is first
-/// asked for, so that no audio call ever plans.
+/// measuring once, which takes some seconds. Until it has run no transform is there; hostFunction
+/// runs it when one is first asked for, so that no audio call ever plans.
 void prepareTransforms();
 
 // The transforms run in place on any thread, without a lock, and never plan or allocate. Sizes are

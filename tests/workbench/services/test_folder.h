@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+
+namespace tonvale::workbench {
+
+/// An empty folder of its own for each object, gone with it.
+class TestFolder {
+  public:
+    TestFolder() {
+        std::string pattern = std::filesystem::temp_directory_path() / "tonvale-test-XXXXXX";
+        if (!mkdtemp(pattern.data()))
+            throw std::runtime_error("no temporary folder");
+        path = pattern;
+    }
+    ~TestFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    TestFolder(const TestFolder &) = delete;
+    TestFolder &operator=(const TestFolder &) = delete;
+
+    std::string file(const std::string &name) const { return path / name; }
+
+    std::filesystem::path path;
+};
+
+/// A cache folder that stays from run to run, since planning takes seconds, and isn't the user's
+/// own.
+inline void useSharedCache() {
+    const auto name = "tonvale-test-cache-" + std::to_string(getuid());
+    setenv("XDG_CACHE_HOME", (std::filesystem::temp_directory_path() / name).c_str(), 1);
+}
+
+/// Ends a host object as its owner does.
+struct Destroy {
+    template <class Object>
+    void operator()(Object *object) const {
+        object->destroy(1);
+    }
+};
+
+} // namespace tonvale::workbench
