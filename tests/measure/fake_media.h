@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <optional>
@@ -36,6 +37,7 @@ struct FakeMedia {
     std::map<std::string, WrittenFile> written;
     bool refusesSinks = false;
     int liveObjects = 0;
+    std::function<void()> finishFile = [] {};
 };
 inline FakeMedia fakeMedia;
 
@@ -87,6 +89,7 @@ class FakeSink final : public MediaSink {
     void destroy(int one) override {
         EXPECT_EQ(one, 1);
         --fakeMedia.liveObjects;
+        fakeMedia.finishFile();
         delete this;
     }
     void WriteDoubles(double **channels, int length, int count, int offset, int spacing) override {

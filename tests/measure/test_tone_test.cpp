@@ -92,12 +92,8 @@ TEST_F(TestTone, TellsOfARefusedFileAndIsSilentWithoutAFileWriter) {
 TEST_F(TestTone, LeavesNoFileBehindWhenItIsCancelled) {
     const auto path = std::filesystem::temp_directory_path() /
                       ("tonvale-tone-é-" + std::to_string(getpid()) + ".wav");
-    std::ofstream(path) << "begun";
-    ASSERT_TRUE(std::filesystem::exists(path));
-    const auto progress = [&](double fraction) {
-        EXPECT_EQ(fakeMedia.liveObjects, 1);
-        return fraction < 0.5;
-    };
+    fakeMedia.finishFile = [&] { ASSERT_TRUE(std::ofstream(path) << "finished"); };
+    const auto progress = [](double fraction) { return fraction < 0.5; };
     EXPECT_EQ(writeTestTone(path.c_str(), {0.1}, progress), MeasureOutcome::cancelled);
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_EQ(fakeMedia.written.begin()->second.writes.size(), 5u);
