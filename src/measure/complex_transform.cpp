@@ -102,9 +102,10 @@ void ComplexTransform::transform(int32_t bits, double *data, int64_t stride, dou
     transform<isInverse>(bits - 1, odd, 2 * stride, rest);
 
     const double *w = twiddles.get();
-    for (int64_t k = 0; k < n / 2; ++k)
-        butterfly<isInverse>(even + 2 * k, odd + 2 * k, w + k * stride, data + 2 * k,
-                             data + 2 * k + n);
+    for (int64_t k = 0; k < n / 2; ++k) {
+        double *low = data + 2 * k;
+        butterfly<isInverse>(even + 2 * k, odd + 2 * k, w + k * stride, low, low + n);
+    }
 }
 
 template <bool isInverse>
@@ -114,10 +115,11 @@ void ComplexTransform::transformLeaf(double *data) const {
     for (int64_t half = 1; half < n; half *= 2) {
         const double *w = &leafTwiddles[2 * half];
         for (double *even = data; even < data + 2 * n; even += 4 * half) {
-            double *odd = even + 2 * half;
-            for (int64_t k = 0; k < half; ++k)
-                butterfly<isInverse>(even + 2 * k, odd + 2 * k, w + 2 * k, even + 2 * k,
-                                     odd + 2 * k);
+            for (int64_t k = 0; k < half; ++k) {
+                double *low = even + 2 * k;
+                double *high = low + 2 * half;
+                butterfly<isInverse>(low, high, w + 2 * k, low, high);
+            }
         }
     }
 }

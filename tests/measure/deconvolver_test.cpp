@@ -48,8 +48,8 @@ Signal delayed(const Signal &signal, size_t by) {
 Signal room(size_t length, unsigned seed) {
     Signal result(length, 0.0);
     std::mt19937 random(seed);
-    for (double level = 0.8; level > 0.01; level *= -0.85)
-        result[random() % length] += level;
+    for (int echo = 1; echo <= 24; ++echo)
+        result[random() % length] += std::pow(-0.85, echo);
     result.back() = 0.02;
     return result;
 }
@@ -101,9 +101,14 @@ TEST_F(Deconvolver, FindsWhatIsAudibleWithAMarginOfSixteenFrames) {
     const Case cases[] = {
         {3000, {700, 1500}, 0.1, 684, 832}, // to 1516
         {3000, {5, 2990}, 0.1, 0, 3000},    // both margins cut by the ends
-        {3000, {2999}, 0.1, 2983, 17},      {3000, {0}, 0.1, 0, 16}, {3000, {}, 0.1, 0, 16},
+        {3000, {2999}, 0.1, 2983, 17},
+        {3000, {0}, 0.1, 0, 16},
+        {3000, {0, 700}, 0.1, 0, 716},
+        {3000, {}, 0.1, 0, 16},
         {3000, {1500}, 0.5, 0, 16}, // as loud as the threshold is not above it
-        {3000, {1500}, -1.0, 0, 3000},      {7, {}, 0.1, 0, 7},      {0, {}, 0.1, 0, 0},
+        {3000, {1500}, -1.0, 0, 3000},
+        {7, {}, 0.1, 0, 7},
+        {0, {}, 0.1, 0, 0},
     };
     for (const Case &c : cases) {
         FakeFile file{{Signal(c.total, 0.0), Signal(c.total, 0.0)}};

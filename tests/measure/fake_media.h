@@ -66,10 +66,10 @@ class FakeSource final : public MediaSource {
         EXPECT_TRUE(std::all_of(block->samples, end, [](double x) { return x == 0.0; }));
         const int position = static_cast<int>(std::lround(block->time * file.rate));
         block->samplesOut = std::clamp(frames() - position, 0, block->length);
-        for (int i = 0; i < block->samplesOut; ++i) {
+        double *out = block->samples;
+        for (int i = position; i < position + block->samplesOut; ++i) {
             for (size_t c = 0; c < width; ++c)
-                block->samples[static_cast<size_t>(i) * width + c] =
-                    file.channels.at(c).at(static_cast<size_t>(position + i));
+                *out++ = file.channels.at(c).at(static_cast<size_t>(i));
         }
     }
 
