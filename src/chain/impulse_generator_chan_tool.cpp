@@ -78,9 +78,10 @@ void runFrames(const ChannelGroup &from, const ChannelGroup &to, int32_t count, 
     for (int32_t frame = 0; frame < length; ++frame) {
         for (int32_t i = 0; i < count; ++i)
             held[i] = from.samples[i] ? from.samples[i][frame] : 0.0;
-        for (int32_t i = 0; i < count; ++i)
+        for (int32_t i = 0; i < count; ++i) {
             run(from.samples[i] ? from.samples[i] + frame : nullptr,
                 to.samples[i] ? to.samples[i] + frame : nullptr, held[i]);
+        }
     }
 }
 
@@ -136,9 +137,10 @@ void convolve(const ChannelGroup &from, int32_t sourceLength, const ChannelGroup
         // Write what is ready over what was read.
         double *const *outputs = engine.outputPointers();
         for (int32_t i = 0; outputs && i < count; ++i) {
-            if (to.samples[i] && outputs[i])
-                std::copy_n(outputs[i], std::min(ready, engine.samplesReady(i)),
-                            to.samples[i] + written);
+            if (!to.samples[i] || !outputs[i])
+                continue;
+            std::copy_n(outputs[i], std::min(ready, engine.samplesReady(i)),
+                        to.samples[i] + written);
         }
         engine.advanceOutput(ready);
         written += ready;
@@ -224,10 +226,11 @@ void ImpulseGenerator_ChanTool::moveGroup(ImpulseBuffer &impulse, int32_t channe
     const ChannelGroup sources(impulse, from, channels);
     const ChannelGroup destinations(impulse, to, channels);
     const auto index = static_cast<size_t>(wanted);
-    if (convolves)
+    if (convolves) {
         convolve(sources, sourceLength, destinations, inputLength, channels, length);
-    else if (index < std::size(groupActions))
+    } else if (index < std::size(groupActions)) {
         groupActions[index](sources, destinations, channels, length);
+    }
 }
 
 } // namespace tonvale

@@ -92,9 +92,8 @@ int32_t resample(ResamplerHandle &resampler, const ImpulseBuffer &impulse, doubl
             std::min(resampler.Out(out + static_cast<size_t>(made) * static_cast<size_t>(channels),
                                    count, wanted, channels),
                      wanted);
-        if (got > 0)
-            made += got;
-        else if (!fed)
+        made += std::max(got, 0);
+        if (got < 1 && !fed)
             break;
     }
     return made;

@@ -248,7 +248,7 @@ Settings drawPeak(Random &r) {
 }
 
 Settings drawReverse(Random &r) {
-    return {between(r, 0, 2), between(r, 0, 2), std::floor(between(r, 0, 5))};
+    return {between(r, 0, 2), between(r, 0, 2), between(r, 0, 5)};
 }
 
 Settings drawChannelTool(Random &r) {
