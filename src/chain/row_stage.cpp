@@ -19,6 +19,9 @@ RowStage::RowStage(const StageRow *table, std::initializer_list<Relaxed<double> 
     , rowCount(static_cast<int32_t>(std::min(fields.size(), maxRows)))
     , fewestValues(fewest) {
     std::copy_n(fields.begin(), rowCount, settings.begin());
+}
+
+void RowStage::setDefaults() {
     for (int32_t i = 0; i < rowCount; ++i)
         setting(i) = rows[i].defaultValue;
 }

@@ -29,6 +29,9 @@ class RowStage : public StatusStage {
     /// takes no fewer than `fewest` of them.
     RowStage(const StageRow *table, std::initializer_list<Relaxed<double> *> fields,
              int32_t fewest);
+    /// Gives every setting its table's default. Called by each stage's own constructor, since the
+    /// settings are members of the stage and don't exist yet in this class's.
+    void setDefaults();
 
   private:
     const StageRow *rows;

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "chain/row_stage.h"
+
+namespace tonvale {
+
+/// Adds a train of single-sample clicks to every channel. Their volume runs in a straight line in
+/// dB, and a seeded random sequence jitters their spacing, so the same settings always give the
+/// same pattern. Times are in milliseconds, volumes linear factors.
+class ImpulseGenerator_EchoGen final : public RowStage {
+  public:
+    Relaxed<double> start;
+    Relaxed<double> length;  ///< from `start` on
+    Relaxed<double> spacing; ///< never below 3 frames
+    Relaxed<double> startVolume;
+    Relaxed<double> endVolume;
+    Relaxed<double> errorSpacing;      ///< the most that is added to a spacing
+    Relaxed<double> errorDistribution; ///< 0: always the most; 0.5: evenly spread; 1: mostly little
+
+    ImpulseGenerator_EchoGen();
+
+    const char *getDisplayName() override { return "Echo Generator"; }
+    const char *getTypeKey() override { return "ECHOGEN"; }
+
+  protected:
+    void apply(ImpulseBuffer &impulse) override;
+};
+
+} // namespace tonvale

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "chain/row_stage.h"
+
+namespace tonvale {
+
+/// Scales the whole impulse by one factor, so that its largest sample reaches `peak` and the
+/// balance of the channels stays. An impulse below 1e-11 throughout is left alone.
+class ImpulseGenerator_Normalize final : public RowStage {
+  public:
+    Relaxed<double> peak; ///< linear factor
+
+    ImpulseGenerator_Normalize();
+
+    const char *getDisplayName() override { return "Normalize"; }
+    const char *getTypeKey() override { return "NORM"; }
+
+  protected:
+    void apply(ImpulseBuffer &impulse) override;
+    void formatOutputStatus(const ImpulseBuffer &impulse) override;
+
+  private:
+    double gain = 1.0; ///< of the last run, for its status
+};
+
+} // namespace tonvale

@@ -1,0 +1,64 @@
+#include "chain/impulse_generator_reverb_gen.h"
+
+#include "chain/reverb_core.h"
+#include "convolution/containers/bounded_integer.h"
+#include "convolution/containers/raw_memory.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tonvale {
+
+namespace {
+
+constexpr StageRow rowTable[] = {
+    {"Initial delay", "ms", 0.0, 0.0, 10000.0, 1074, 1005, 0, 3.0},
+    {"Length", "ms", 1000.0, 0.0, 10000.0, 1025, 1029, 0, 3.0},
+    {"Volume", "dB", 1.0, decibelRow, decibelRow, 1047, 1011, 1, 1.0},
+    {"Room size", "", 50.0, 30.0, 98.0, 1075, 1006, 0, 2.0},
+    {"Dampening", "", 50.0, 0.0, 100.0, 1072, 1003, 0, 2.0},
+    {"Stereo width", "", 1.0, -1.0, 1.0, 1073, 1004, 2, 1.0},
+};
+
+ImpulseGeneratorType type{"VERBGEN", "Reverb Generator", []() -> ImpulseGenerator * {
+                              return tryMake<ImpulseGenerator_ReverbGen>().release();
+                          }};
+[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+
+/// A mono impulse stays mono up to this magnitude of the stereo width.
+constexpr double monoWidth = 0.1;
+
+} // namespace
+
+ImpulseGenerator_ReverbGen::ImpulseGenerator_ReverbGen()
+    : RowStage(rowTable, {&initialDelay, &length, &volume, &roomSize, &dampening, &stereoWidth},
+               4) {
+    setDefaults();
+}
+
+void ImpulseGenerator_ReverbGen::apply(ImpulseBuffer &impulse) {
+    const double rate = impulse.sampleRate;
+    const int32_t first = framesOfMilliseconds(initialDelay, rate);
+    const int32_t last = boundedInteger(length * rate * 0.001 + first, INT32_MIN, INT32_MAX);
+    const int32_t begin = std::max(first, 0);
+    if (begin >= last || last > SampleBuffer::maxCount)
+        return;
+
+    const double width = stereoWidth;
+    if (impulse.getNumChannels() == 1 && std::abs(width) > monoWidth)
+        impulse.setNumChannels(2, true);
+    if (impulse.setLength(std::max(last, impulse.getLength())) < 1)
+        return;
+
+    ReverbCore core;
+    core.sampleRate = rate;
+    core.roomSize = roomSize / 100.0;
+    core.damp = dampening / 100.0;
+    core.width = width;
+    if (!core.prepare())
+        return;
+    double *right = impulse.getNumChannels() > 1 ? impulse.getChannel(1) + begin : nullptr;
+    core.run(volume, impulse.getChannel(0) + begin, right, last - begin);
+}
+
+} // namespace tonvale
