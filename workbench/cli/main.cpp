@@ -27,6 +27,13 @@ int complain(std::string text, int status) {
     return status;
 }
 
+std::string usageProblem(const CLI::App &program, const CLI::ParseError &error) {
+    if (!program.get_subcommands().empty())
+        return error.what();
+    const auto words = program.remaining();
+    return words.empty() ? "a command is missing" : "there is no command '" + words.front() + "'";
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -45,7 +52,7 @@ int main(int argc, char **argv) {
     } catch (const CLI::Success &wish) {
         return program.exit(wish);
     } catch (const CLI::ParseError &error) {
-        return complain(std::string(error.what()) + "; see tonvale --help", wrongUsage);
+        return complain(usageProblem(program, error) + "; see tonvale --help", wrongUsage);
     } catch (const std::bad_alloc &) {
         return complain("not enough memory", failed);
     } catch (const std::exception &error) {
