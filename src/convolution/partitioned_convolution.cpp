@@ -157,6 +157,10 @@ int32_t ConvolutionEngine::samplesAvailable(int32_t wanted) {
     workBuffer.resize(4 * fftSize, true);
     if (hasImpulse() && workBuffer.getSize() == 4 * fftSize) {
         for (int32_t i = 0; i < channels.getSize(); ++i) {
+            const int32_t most = std::max(wanted, samplesReady(i)) + chunkSize();
+            reserveSamples(channels.get(i)->output, most, chunkSize());
+        }
+        for (int32_t i = 0; i < channels.getSize(); ++i) {
             Visit visit = beginVisit(i);
             if (!hasState(*visit.channel))
                 continue;

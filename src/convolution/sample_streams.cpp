@@ -23,6 +23,11 @@ bool appendSamples(BlockQueue &queue, const double *source, int32_t samples) {
     return true;
 }
 
+void reserveSamples(FifoBuffer &stream, int32_t unread, int32_t block) {
+    const int64_t span = 2 * int64_t{unread} + block;
+    stream.reserve(sampleBytes(static_cast<int32_t>(std::min<int64_t>(span, INT32_MAX))));
+}
+
 void moveSamples(BlockQueue &queue, FifoBuffer &stream) {
     const int32_t samples = queue.samplesAvailable();
     double *place = samples > 0 ? stream.addSamples(nullptr, samples) : nullptr;

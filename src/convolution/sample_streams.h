@@ -12,6 +12,11 @@ bool appendSamples(FifoBuffer &stream, const double *source, int32_t samples);
 /// can go on with the blocks it has.
 bool appendSamples(BlockQueue &queue, const double *source, int32_t samples);
 
+/// Gets memory now for a stream of at most `unread` unread samples to which up to `block` samples
+/// are added at a time: before it moves to the front, a stream spans no more than twice what is
+/// unread.
+void reserveSamples(FifoBuffer &stream, int32_t unread, int32_t block);
+
 /// Empties `queue` into `stream`.
 void moveSamples(BlockQueue &queue, FifoBuffer &stream);
 

@@ -123,8 +123,10 @@ void ReverbPlugin::feedEngines(const AudioBlock &block) {
     {
         CriticalScope queueScope(queueLock);
         workerChannels = block.channels;
-        for (int32_t c = 0; c < block.channels; ++c)
+        for (int32_t c = 0; c < block.channels; ++c) {
+            reserveSamples(tailInput[c], tailSplit + block.frames, block.frames);
             appendSamples(tailInput[c], block.fed[c], block.frames);
+        }
     }
     workerWake->signal();
 }
@@ -208,7 +210,7 @@ void ReverbPlugin::writeOutput(const AudioBlock &block, int32_t wetCount, int32_
 
     const int32_t queued = dryDelay[0].samplesAvailable();
     dryCount = std::min(dryCount, wetCount);
-    dryScratch.resize(dryCount, false);
+    dryScratch.resize(block.frames, false);
     for (int32_t c = 0; c < block.channels; ++c) {
         const int32_t dry = fetchDry(c, dryCount, queued);
         if (!block.outputs[c])
@@ -233,7 +235,8 @@ int32_t ReverbPlugin::fetchDry(int32_t channel, int32_t dryCount, int32_t queued
         queue.advance(sampleBytes(surplus));
     const int32_t available = queue.samplesAvailable();
     const int32_t due = available - (queuedOnFirst - dryCount);
-    const int32_t count = std::clamp(std::min(due, available), 0, dryScratch.getSize());
+    const int32_t count =
+        std::clamp(std::min(due, available), 0, std::min(dryCount, dryScratch.getSize()));
     queue.getToBuffer(0, dryScratch.get(), sampleBytes(count));
     queue.advance(sampleBytes(count));
     return count;

@@ -47,6 +47,14 @@ void FifoBuffer::clear() {
     buffer.resize(0, false);
 }
 
+void FifoBuffer::reserve(int32_t bytes) {
+    if (buffer.getCapacity() >= bytes)
+        return;
+    const int32_t before = buffer.getSize();
+    buffer.resize(bytes, false);
+    buffer.resize(before, false);
+}
+
 double *FifoBuffer::addSamples(const double *data, int32_t samples) {
     return static_cast<double *>(add(data, sampleBytes(samples)));
 }

@@ -25,6 +25,10 @@ class FifoBuffer {
 
     void clear();
 
+    /// Gets memory now for a queue that will span up to `bytes` bytes, read ones included, so that
+    /// it needn't grow on the way.
+    void reserve(int32_t bytes);
+
     // The same by samples of double precision.
 
     double *addSamples(const double *data, int32_t samples);
