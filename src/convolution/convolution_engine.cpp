@@ -1,5 +1,6 @@
 #include "convolution/convolution_engine.h"
 
+#include "convolution/direct_convolution.h"
 #include "convolution/sample_streams.h"
 
 #include <algorithm>
@@ -27,29 +28,6 @@ bool channelsAreEqual(const ImpulseBuffer &impulse) {
             return false;
     }
     return true;
-}
-
-/// out[i] = sum over j of taps[j] * input[i + j]. Two samples at a time share each load of a tap.
-void convolveDirect(const float *taps, int32_t tapCount, const double *input, double *out,
-                    int32_t length) {
-    int32_t i = 0;
-    for (; i + 1 < length; i += 2) {
-        double first = 0.0;
-        double second = 0.0;
-        for (int32_t j = 0; j < tapCount; ++j) {
-            const double tap = taps[j];
-            first += tap * input[i + j];
-            second += tap * input[i + j + 1];
-        }
-        out[i] = first;
-        out[i + 1] = second;
-    }
-    if (i < length) {
-        double last = 0.0;
-        for (int32_t j = 0; j < tapCount; ++j)
-            last += taps[j] * input[i + j];
-        out[i] = last;
-    }
 }
 
 } // namespace
