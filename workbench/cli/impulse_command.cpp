@@ -50,6 +50,8 @@ class ImpulseCommand {
             std::printf("%s %zu. %s\n", i ? "         " : "Chain    ", i + 1, texts[i].c_str());
         std::fflush(stdout);
 
+        if (responseIsEmpty(effect))
+            throw Problem("the chain makes an empty impulse response");
         const int channels = responseChannels(effect);
         const int64_t frames = effect.tailFrames();
         SoundWriter writer(output, file, channels, effect.sampleRate(), std::stoi(depth));

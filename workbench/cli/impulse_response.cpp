@@ -19,6 +19,8 @@ constexpr int probeFrames = 800;
 constexpr int probeSpacing = 20;
 constexpr double sameSample = 1e-3;
 
+constexpr int emptinessSilence = 100;
+
 constexpr std::pair<int, double> soloSettings[] = {
     {0, 1.0}, // wet, as a factor
     {1, 0.0}, // dry
@@ -59,6 +61,13 @@ int period(const std::vector<std::vector<double>> &channels, int least) {
     return static_cast<int>(channels.size());
 }
 
+/// Gives `probe` the chain of `effect`.
+void copyChain(Effect &effect, Effect &probe) {
+    std::vector<char> state = effect.chunk();
+    probe.setChunk(state);
+    soloResponse(probe);
+}
+
 } // namespace
 
 int responseChannels(Effect &effect) {
@@ -67,9 +76,7 @@ int responseChannels(Effect &effect) {
         return told;
 
     Effect probe(effect.sampleRate());
-    std::vector<char> state = effect.chunk();
-    probe.setChunk(state);
-    soloResponse(probe);
+    copyChain(effect, probe);
     markChannels(probe);
     std::vector<std::vector<double>> heard(channelLimit);
     const auto keep = [&](double **planes, int frames, int offset) {
@@ -78,6 +85,24 @@ int responseChannels(Effect &effect) {
     };
     captureResponse(probe, channelLimit, probe.tailFrames(), keep);
     return period(heard, 3);
+}
+
+bool responseIsEmpty(Effect &effect) {
+    if (effect.tailFrames() > 1)
+        return false;
+    // The same silence twice in front makes nothing twice as long, but not one sample.
+    Effect probe(effect.sampleRate());
+    copyChain(effect, probe);
+    char silence[128];
+    std::snprintf(silence, sizeof silence, "BASICEDIT 1 0 20000000 1 %.6f 1 0",
+                  emptinessSilence * 1000.0 / probe.sampleRate());
+    if (!probe.appendStage(silence))
+        throw Problem("the plug-in doesn't tell how long its response is");
+    probe.finishChainChange();
+    const int64_t once = probe.tailFrames();
+    probe.appendStage(silence);
+    probe.finishChainChange();
+    return probe.tailFrames() == 2 * once;
 }
 
 void soloResponse(Effect &effect) {

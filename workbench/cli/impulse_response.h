@@ -9,6 +9,10 @@ namespace tonvale::workbench {
 /// sounded out with a second instance.
 int responseChannels(Effect &effect);
 
+/// Whether the chain makes a response without a single sample, which the tail that a plug-in tells
+/// doesn't show.
+bool responseIsEmpty(Effect &effect);
+
 /// Makes `effect` give its bare impulse response: wet alone at 0 dB, neither width nor pan nor
 /// pre-verb, and zero latency without the worker.
 void soloResponse(Effect &effect);

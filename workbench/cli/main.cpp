@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fcntl.h>
 #include <new>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -19,6 +21,17 @@ constexpr void (*commands[])(CLI::App &) = {
     tonvale::workbench::addStagesCommand,
     tonvale::workbench::addParametersCommand,
 };
+
+/// A stream that the caller closed would lend its number to the next file that is opened, and what
+/// is printed would end up in that file.
+void openStandardStreams() {
+    int number = 0;
+    do
+        number = open("/dev/null", O_RDWR);
+    while (number >= 0 && number <= STDERR_FILENO);
+    if (number >= 0)
+        close(number);
+}
 
 int complain(std::string text, int status) {
     std::replace(text.begin(), text.end(), '\n', ' ');
@@ -37,6 +50,7 @@ std::string usageProblem(const CLI::App &program, const CLI::ParseError &error) 
 } // namespace
 
 int main(int argc, char **argv) {
+    openStandardStreams();
     CLI::App program("Runs the Tonvale convolution reverb on sound files.", "tonvale");
     program.set_version_flag("--version", "tonvale " TONVALE_VERSION);
     program.set_help_flag("--help", "Print this help and exit");

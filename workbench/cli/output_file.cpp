@@ -85,6 +85,8 @@ std::string reason(int error) {
 OutputFile::OutputFile(const std::string &wantedName)
     : name(wantedName)
     , place(wantedName) {
+    if (name.empty())
+        throw Problem("the name of the output file is missing");
     std::error_code error;
     if (fs::is_symlink(place, error)) {
         const fs::path target = fs::weakly_canonical(place, error);
@@ -115,6 +117,8 @@ OutputFile::OutputFile(const std::string &wantedName)
         if (handle < 0 && errno != EEXIST)
             throw Problem(name + ": " + reason(errno));
     }
+    if (fs::exists(status))
+        fs::permissions(temporary, status.permissions(), error);
     close(handle);
     slot = takeSlot(temporary.string());
 }

@@ -16,6 +16,8 @@ constexpr double mostFrames = 9.0e15; // whole frames are exact in a double up t
 } // namespace
 
 MediaSourceOwner openMedia(const std::string &path) {
+    if (path.empty())
+        throw Problem("the name of the input file is missing");
     MediaSourceOwner source(createMediaSource(path.c_str()));
     if (!source)
         throw Problem(path + ": " + mediaProblem(path.c_str()));

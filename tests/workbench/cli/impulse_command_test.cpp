@@ -45,5 +45,11 @@ TEST_F(ImpulseCommand, RunsGeneratorsAtTheRateAskedFor) {
     EXPECT_LT(largestDifference(result.channels[0], expected), 1e-6);
 }
 
+TEST_F(ImpulseCommand, WritesAResponseOfASingleSample) {
+    const Sound result = impulse({"--stage", "ECHOGEN 0 1 10 0.5 0.5 0 0.5", "--rate", "1000"});
+    ASSERT_EQ(result.channels.size(), 1u);
+    EXPECT_LT(largestDifference(result.channels[0], {0.5}), 1e-6);
+}
+
 } // namespace
 } // namespace tonvale::test

@@ -93,6 +93,7 @@ TEST_F(WrongUse, OfStageTextsIsNamedInOneLine) {
     for (const auto &[text, reason] : cases)
         expectRefused({"impulse", out, "--stage", text}, failed, reason);
     expectRefused({"impulse", out}, failed, "empty");
+    expectRefused({"impulse", out, "--stage", "VERBGEN 0 0 1 50 50 1"}, failed, "empty");
 }
 
 TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
