@@ -226,7 +226,13 @@ void ImpulseGenerator_ChanTool::moveGroup(ImpulseBuffer &impulse, int32_t channe
     const ChannelGroup sources(impulse, from, channels);
     const ChannelGroup destinations(impulse, to, channels);
     const auto index = static_cast<size_t>(wanted);
-    if (convolves) {
+    if (convolves && sourceLength < 1) {
+        // No source channel exists, so all of them count as silent.
+        for (int32_t i = 0; i < channels; ++i) {
+            if (destinations.samples[i])
+                std::fill_n(destinations.samples[i], length, 0.0);
+        }
+    } else if (convolves) {
         convolve(sources, sourceLength, destinations, inputLength, channels, length);
     } else if (index < std::size(groupActions)) {
         groupActions[index](sources, destinations, channels, length);

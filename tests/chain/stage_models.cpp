@@ -144,9 +144,8 @@ void channelTool(Signal &signal, const Settings &v) {
             to = held;
         for (size_t k = 0; k < to.size() && (action == 2 || action == 3); ++k)
             to[k] += action == 2 ? held[k] : -held[k];
-        // A response without a channel passes the input through.
-        if (action == 4 && source < present)
-            to = convolved(was(destination + i), held);
+        if (action == 4)
+            to = source < present ? convolved(was(destination + i), held) : silent;
     }
     grow(signal, action == 4 && source < present ? 2 * silent.size() : 0);
     if (const auto total = static_cast<size_t>(v[4]); total > 0) {

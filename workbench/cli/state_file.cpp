@@ -27,12 +27,18 @@ Number numberAt(const std::vector<char> &bytes, size_t place) {
     return value;
 }
 
-/// Where the stages begin: behind a negated count and that many numbers. 0 when there is no such
-/// head.
+/// The oldest states begin with a gain, where later ones have minus a count of numbers.
+constexpr float leastGain = -0.5f;
+constexpr float mostGain = 1000.0f;
+
+/// Where the stages begin: behind two gains, or a negated count and that many numbers. 0 when there
+/// is no such head.
 size_t headSize(const std::vector<char> &state) {
     if (state.size() < 2 * bytesPerNumber)
         return 0;
     const float head = numberAt<float>(state, 0);
+    if (head >= leastGain && head <= mostGain && std::isfinite(numberAt<float>(state, 4)))
+        return 2 * bytesPerNumber;
     const size_t room = state.size() / bytesPerNumber - 1;
     if (!(head <= -1.0f) || head != std::floor(head) || -head > static_cast<float>(room))
         return 0;

@@ -7,7 +7,7 @@
 namespace tonvale::workbench {
 
 /// Whether each stage of a state is bypassed, in chain order; nothing when the bytes can't be a
-/// state of the plug-in's present form.
+/// state of the plug-in, of its present or an older form.
 std::optional<std::vector<bool>> bypassedStages(const std::vector<char> &state);
 
 /// Reads a file that --save-state or another host wrote. Throws Problem when it can't be read or
