@@ -12,12 +12,6 @@ namespace tonvale {
 
 namespace {
 
-/// The samples of a channel from `offset` on, at most `limit` where that is above 0.
-int32_t usableLength(const ImpulseBuffer &impulse, int32_t channel, int32_t offset, int32_t limit) {
-    const int32_t length = std::max(impulse.getChannelLength(channel) - std::max(offset, 0), 0);
-    return limit > 0 ? std::min(length, limit) : length;
-}
-
 bool channelsAreEqual(const ImpulseBuffer &impulse) {
     const int32_t length = impulse.getLength();
     for (int32_t i = 1; i < impulse.getNumChannels(); ++i) {
@@ -31,6 +25,13 @@ bool channelsAreEqual(const ImpulseBuffer &impulse) {
 }
 
 } // namespace
+
+/// The samples of a channel from `offset` on, at most `limit` where that is above 0.
+int32_t ConvolutionEngine::usableLength(const ImpulseBuffer &impulse, int32_t channel,
+                                        int32_t offset, int32_t limit) {
+    const int32_t length = std::max(impulse.getChannelLength(channel) - std::max(offset, 0), 0);
+    return limit > 0 ? std::min(length, limit) : length;
+}
 
 ConvolutionEngine::ConvolutionEngine() {
     impulses.growTo(1);
@@ -127,7 +128,8 @@ void ConvolutionEngine::addDirect(int32_t index, const double *source, int32_t l
     const ImpulseSpectrum *entry = entryFor(index);
     const int32_t taps = entry ? entry->blocks.getSize() : 0;
     if (taps < 1) {
-        appendSamples(channel.output, source, length);
+        // No response passes the input through; one that memory had no room for is silent.
+        appendSamples(channel.output, hasImpulse() ? nullptr : source, length);
         return;
     }
     if (length < 1)

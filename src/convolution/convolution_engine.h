@@ -4,6 +4,8 @@
 #include "convolution/containers/fifo_buffer.h"
 #include "convolution/containers/impulse_buffer.h"
 
+#include <cstddef>
+
 namespace tonvale {
 
 /// Convolves the channels of a stream with a multi-channel impulse response: channel c with
@@ -106,13 +108,19 @@ class ConvolutionEngine {
     };
 
     int32_t chunkSize() const { return fftSize / 2; }
+    /// Where the spectrum of a partition or a slot begins.
+    size_t spectrumOffset(int32_t index) const {
+        return size_t{2} * static_cast<size_t>(fftSize) * static_cast<size_t>(index);
+    }
+    static int32_t usableLength(const ImpulseBuffer &impulse, int32_t channel, int32_t offset,
+                                int32_t limit);
     bool hasImpulse() const { return impulseLength > 0 && impulses.getSize() > 0; }
     const ImpulseSpectrum *entryFor(int32_t channel) const;
 
     void chooseFftSize(int32_t wantedFftSize);
     void loadTaps(const ImpulseBuffer &impulse, int32_t offset, int32_t limit);
     void loadSpectra(const ImpulseBuffer &impulse, int32_t offset, int32_t limit);
-    bool loadPartition(ImpulseSpectrum &entry, int32_t partition, const double *real,
+    void loadPartition(ImpulseSpectrum &entry, int32_t partition, const double *real,
                        const double *imaginary, int32_t samples);
 
     void addDirect(int32_t index, const double *source, int32_t length);

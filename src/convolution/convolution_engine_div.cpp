@@ -1,6 +1,7 @@
 #include "convolution/convolution_engine_div.h"
 
 #include "convolution/sample_streams.h"
+#include "host/host_functions.h"
 
 #include <algorithm>
 #include <bit>
@@ -11,18 +12,19 @@ namespace tonvale {
 
 namespace {
 
-constexpr int32_t smallestFft = 32;
-constexpr int32_t largestFft = 32768;
 constexpr int32_t firstSegment = 64;
 
-/// The largest power of two that a transform may have under a limit given as half a length, by
-/// magnitude.
+/// The longest transform under a limit of half a length, by magnitude: it need be no power of two.
 int32_t fftLimitFor(int32_t maxFftSize) {
     const int64_t doubled = 2 * std::abs(int64_t{maxFftSize});
-    if (doubled == 0 || doubled > largestFft)
-        return largestFft;
-    return std::max(static_cast<int32_t>(std::bit_floor(static_cast<uint64_t>(doubled))),
-                    smallestFft);
+    return doubled == 0 || doubled > largestTransform ? largestTransform
+                                                      : static_cast<int32_t>(doubled);
+}
+
+/// The largest power of two within it that a transform takes.
+int32_t transformWithin(int32_t fftLimit) {
+    const auto within = static_cast<int32_t>(std::bit_floor(static_cast<uint32_t>(fftLimit)));
+    return std::max(within, smallestTransform);
 }
 
 } // namespace
@@ -46,10 +48,10 @@ int32_t ConvolutionEngineDiv::setImpulse(const ImpulseBuffer &impulse, int32_t m
     int32_t fftSize = firstSegment;
     if (knownBlockSize > 128 && std::has_single_bit(static_cast<uint32_t>(knownBlockSize)))
         fftSize = knownBlockSize / 2;
-    latencyAllowed = std::clamp(latencyAllowed, 0, largestFft);
+    latencyAllowed = std::clamp(latencyAllowed, 0, largestTransform);
     if (fftSize < 2 * latencyAllowed) {
         const auto above = static_cast<uint32_t>(latencyAllowed) + 1;
-        fftSize = std::min(static_cast<int32_t>(std::bit_ceil(above)), largestFft);
+        fftSize = std::min(static_cast<int32_t>(std::bit_ceil(above)), largestTransform);
     }
 
     int32_t remaining = std::max(impulse.getLength() - std::max(impulseOffset, 0), 0);
@@ -64,11 +66,13 @@ int32_t ConvolutionEngineDiv::setImpulse(const ImpulseBuffer &impulse, int32_t m
         const bool direct = latencyAllowed == 0 && position == 0;
         if (remaining <= (direct ? 2 : 3) * segment)
             segment = remaining;
-        const bool atLimit = stageFft >= fftLimit;
+        // The limit ends the schedule, but for taps, which cost too much to take more than few.
+        const bool atLimit = stageFft >= fftLimit && !direct;
         const auto taken = atLimit ? remaining : static_cast<int32_t>(segment);
 
         auto stage = std::make_unique<ConvolutionEngine>();
-        stage->setImpulse(impulse, atLimit ? fftLimit : static_cast<int32_t>(stageFft),
+        stage->setImpulse(impulse,
+                          atLimit ? transformWithin(fftLimit) : static_cast<int32_t>(stageFft),
                           impulseOffset + position, taken, direct);
         stage->stageOffset = position;
         if (!stages.add(stage.get()))

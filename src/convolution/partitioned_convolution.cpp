@@ -21,9 +21,6 @@ namespace tonvale {
 
 namespace {
 
-constexpr int32_t smallestFft = 32;
-constexpr int32_t largestFft = 32768;
-
 /// What two queued blocks may differ by and count as one, and below which a block counts as silent.
 constexpr double audibleDifference = 1e-12;
 /// A partition of the response below this is never multiplied.
@@ -60,9 +57,10 @@ void spreadScaled(double *place, const double *samples, int32_t count, double sc
 void ConvolutionEngine::chooseFftSize(int32_t wantedFftSize) {
     fftSize = wantedFftSize;
     if (fftSize < 1) {
-        const int64_t largest = wantedFftSize <= -16 ? -2 * int64_t{wantedFftSize} : largestFft;
-        int64_t size = smallestFft;
-        while (size < 2 * int64_t{impulseLength} && size < largest && size < largestFft)
+        const int64_t largest =
+            wantedFftSize <= -16 ? -2 * int64_t{wantedFftSize} : largestTransform;
+        int64_t size = smallestTransform;
+        while (size < 2 * int64_t{impulseLength} && size < largest && size < largestTransform)
             size *= 2;
         fftSize = static_cast<int32_t>(size);
     }
@@ -83,9 +81,7 @@ void ConvolutionEngine::loadSpectra(const ImpulseBuffer &impulse, int32_t offset
         const bool hasNext = i + 1 < entries;
         const double *real = impulse.getChannel(i);
         const double *imaginary = hasNext ? impulse.getChannel(i + 1) : nullptr;
-        int32_t length = impulse.getChannelLength(i) - offset;
-        if (limit > 0)
-            length = std::min(length, limit);
+        const int32_t length = usableLength(impulse, i, offset, limit);
         for (int32_t j = 0; j < entry.blockFlags.getSize(); ++j) {
             const int32_t start = j * chunkSize();
             const int32_t samples = std::clamp(length - start, 0, chunkSize());
@@ -96,7 +92,7 @@ void ConvolutionEngine::loadSpectra(const ImpulseBuffer &impulse, int32_t offset
     }
 }
 
-bool ConvolutionEngine::loadPartition(ImpulseSpectrum &entry, int32_t partition, const double *real,
+void ConvolutionEngine::loadPartition(ImpulseSpectrum &entry, int32_t partition, const double *real,
                                       const double *imaginary, int32_t samples) {
     PartitionContent content = partitionSilent;
     if (largestMagnitude(real, samples) > audibleResponse)
@@ -105,7 +101,7 @@ bool ConvolutionEngine::loadPartition(ImpulseSpectrum &entry, int32_t partition,
         content = partitionNextOnly;
     entry.blockFlags.get()[partition] = content;
     if (content == partitionSilent)
-        return false;
+        return;
 
     // The pair of transforms that a sample passes through scales it by fftSize.
     const double scale = 1.0 / fftSize;
@@ -116,11 +112,9 @@ bool ConvolutionEngine::loadPartition(ImpulseSpectrum &entry, int32_t partition,
         spreadScaled(block + 1, imaginary, samples, scale);
     hostFunctions.ZUB_fft_8(block, fftSize, forward);
 
-    float *spectrum = entry.blocks.get() +
-                      size_t{2} * static_cast<size_t>(fftSize) * static_cast<size_t>(partition);
+    float *spectrum = entry.blocks.get() + spectrumOffset(partition);
     for (int32_t i = 0; i < 2 * fftSize; ++i)
         spectrum[i] = static_cast<float>(block[i]);
-    return true;
 }
 
 bool ConvolutionEngine::hasState(const EngineChannel &channel) const {
@@ -157,8 +151,11 @@ int32_t ConvolutionEngine::samplesAvailable(int32_t wanted) {
     workBuffer.resize(4 * fftSize, true);
     if (hasImpulse() && workBuffer.getSize() == 4 * fftSize) {
         for (int32_t i = 0; i < channels.getSize(); ++i) {
-            const int32_t most = std::max(wanted, samplesReady(i)) + chunkSize();
-            reserveSamples(channels.get(i)->output, most, chunkSize());
+            EngineChannel &channel = *channels.get(i);
+            const int32_t ready = channel.output.samplesAvailable();
+            const int32_t coming = std::min(channel.input.samplesAvailable(),
+                                            std::max(wanted - ready, 0) + chunkSize());
+            reserveSamples(channel.output, ready + coming, chunkSize());
         }
         for (int32_t i = 0; i < channels.getSize(); ++i) {
             Visit visit = beginVisit(i);
@@ -226,8 +223,7 @@ void ConvolutionEngine::convolveBlock(Visit &visit) {
         partner->historyPosition = (partner->historyPosition + 1) % chunkCount;
         partner->historyFlags.get()[partner->historyPosition] = audible ? slotShared : slotSilent;
         std::copy_n(slot, 2 * fftSize,
-                    partner->history.get() + size_t{2} * static_cast<size_t>(fftSize) *
-                                                 static_cast<size_t>(partner->historyPosition));
+                    partner->history.get() + spectrumOffset(partner->historyPosition));
     }
 
     // The sum over all partitions, back in time.
@@ -247,8 +243,7 @@ void ConvolutionEngine::convolveBlock(Visit &visit) {
 /// can be spread to complex points in place.
 double *ConvolutionEngine::takeBlock(EngineChannel &channel) {
     channel.historyPosition = (channel.historyPosition + 1) % chunkCount;
-    double *slot = channel.history.get() + size_t{2} * static_cast<size_t>(fftSize) *
-                                               static_cast<size_t>(channel.historyPosition);
+    double *slot = channel.history.get() + spectrumOffset(channel.historyPosition);
     channel.input.getToBuffer(0, slot + chunkSize(), sampleBytes(chunkSize()));
     channel.input.advance(sampleBytes(chunkSize()));
     return slot;
@@ -310,14 +305,13 @@ bool ConvolutionEngine::spreadSamples(double *slot, const double *partnerSamples
 bool ConvolutionEngine::multiplySpectra(const EngineChannel &channel, const ImpulseSpectrum &entry,
                                         PartitionContent least) {
     bool any = false;
-    const auto stride = size_t{2} * static_cast<size_t>(fftSize);
     for (int32_t j = 0; j < entry.blockFlags.getSize(); ++j) {
         const int32_t slot = (channel.historyPosition - j + chunkCount) % chunkCount;
         if (entry.blockFlags.get()[j] < least || channel.historyFlags.get()[slot] == slotSilent)
             continue;
         const auto multiply = any ? addSpectrumProduct : storeSpectrumProduct;
-        multiply(workBuffer.get(), channel.history.get() + stride * static_cast<size_t>(slot),
-                 entry.blocks.get() + stride * static_cast<size_t>(j), fftSize);
+        multiply(workBuffer.get(), channel.history.get() + spectrumOffset(slot),
+                 entry.blocks.get() + spectrumOffset(j), fftSize);
         any = true;
     }
     return any;

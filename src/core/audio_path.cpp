@@ -70,10 +70,7 @@ void ReverbPlugin::processAudio(double **inputs, double **outputs, int32_t frame
     if (wetCount < 1)
         return;
     writeOutput(block, wetCount, dryCount);
-    onMainEngine([=](auto &engine) {
-        engine.advanceOutput(wetCount);
-        return 0;
-    });
+    onMainEngine([=](auto &engine) { engine.advanceOutput(wetCount); });
 }
 
 void ReverbPlugin::captureDry(const AudioBlock &block) {
@@ -114,15 +111,12 @@ void ReverbPlugin::mixWidth(AudioBlock &block) {
 }
 
 void ReverbPlugin::feedEngines(const AudioBlock &block) {
-    onMainEngine([&](auto &engine) {
-        engine.addSamples(block.fed, block.frames, block.channels);
-        return 0;
-    });
+    onMainEngine([&](auto &engine) { engine.addSamples(block.fed, block.frames, block.channels); });
     if (!tailEngine)
         return;
     {
         CriticalScope queueScope(queueLock);
-        workerChannels = block.channels;
+        levelTailQueues(block.channels);
         for (int32_t c = 0; c < block.channels; ++c) {
             reserveSamples(tailInput[c], tailSplit + block.frames, block.frames);
             appendSamples(tailInput[c], block.fed[c], block.frames);
@@ -143,10 +137,7 @@ int32_t ReverbPlugin::settleWetTiming(int32_t frames) {
     if (deficit < 0) {
         const int32_t ready =
             onMainEngine([=](auto &engine) { return engine.samplesAvailable(-deficit); });
-        onMainEngine([=](auto &engine) {
-            engine.advanceOutput(ready);
-            return 0;
-        });
+        onMainEngine([=](auto &engine) { engine.advanceOutput(ready); });
         wetPreroll -= ready;
         if (tailEngine)
             tailSkew -= ready;
@@ -197,7 +188,6 @@ void ReverbPlugin::writeOutput(const AudioBlock &block, int32_t wetCount, int32_
         double *const *pointers = engine.outputPointers();
         for (int32_t c = 0; pointers && c < block.channels; ++c)
             wet[c] = engine.samplesReady(c) >= wetCount ? pointers[c] : nullptr;
-        return 0;
     });
     if (tailEngine)
         collectTail(wet, wetCount, block.channels);
@@ -244,10 +234,7 @@ int32_t ReverbPlugin::fetchDry(int32_t channel, int32_t dryCount, int32_t queued
 
 void ReverbPlugin::resetAudioState() {
     CriticalScope audioScope(audioLock);
-    onMainEngine([](auto &engine) {
-        engine.resetState();
-        return 0;
-    });
+    onMainEngine([](auto &engine) { engine.resetState(); });
     if (tailEngine) {
         CriticalScope workerScope(workerLock);
         tailEngine->resetState();

@@ -57,9 +57,9 @@ void ReverbPlugin::rebuildImpulse() {
     std::unique_ptr<ConvolutionEngineDiv> newTail;
     if (useTail) {
         newTail = tryMake<ConvolutionEngineDiv>();
-        if (newTail)
-            newTail->setImpulse(impulse, 0, 0, 0, split, split / 2);
-        if (!startWorker())
+        // The worker runs in blocks as long as the engine's latency, so without one it can't run.
+        if (!newTail || newTail->setImpulse(impulse, 0, 0, 0, split, split / 2) < 1 ||
+            !startWorker())
             newTail.reset();
     }
     const int32_t newSplit = newTail ? split : 0;
@@ -73,27 +73,27 @@ void ReverbPlugin::rebuildImpulse() {
         newLatency = newUniform->setImpulse(impulse, -fftLimit, 0, newSplit, held < shortResponse);
     }
 
-    // As much ready as the engine that it replaces.
-    int32_t oldLatency = 0;
+    // As much under way as in the engine that it replaces. This also gets the memory that a stream
+    // of so many channels needs.
+    const int32_t channels = loadRelaxed(effect.numInputs);
+    int32_t primed = 0;
     {
         CriticalScope audioScope(audioLock);
-        oldLatency = engineLatency;
+        primed = wetPreroll;
     }
-    if (oldLatency > 0) {
-        constexpr int32_t primedChannels = 2;
-        if (newZl)
-            newZl->addSamples(nullptr, oldLatency, primedChannels);
-        if (newUniform)
-            newUniform->addSamples(nullptr, oldLatency, primedChannels);
-    }
+    const auto prime = [channels](auto &engine, int32_t samples) {
+        if (engine)
+            engine->addSamples(nullptr, samples, channels);
+    };
+    prime(newZl, primed);
+    prime(newUniform, primed);
+    prime(newTail, 0);
 
     // The exchange: the only moment that waits for audio and worker. What the new pointers end up
     // holding is freed behind the locks, in their order.
     {
         CriticalScope audioScope(audioLock);
         CriticalScope workerScope(workerLock);
-        const bool hasNewTail = newTail != nullptr;
-        const bool hasNewZl = newZl != nullptr;
         std::swap(uniformEngine, newUniform);
         std::swap(zlEngine, newZl);
         std::swap(tailEngine, newTail);
@@ -101,14 +101,18 @@ void ReverbPlugin::rebuildImpulse() {
         const int32_t oldDelay = effect.initialDelay;
         engineLatency = std::max(engineLatency, newLatency);
         setReportedLatency(std::max(engineLatency + preverbSamples, oldDelay));
-        if (hasNewTail) {
-            tailSkew =
-                newSplit - tailInput[0].samplesAvailable() - tailOutput[0].samplesAvailable();
+        if (primed != wetPreroll) {
+            // Audio began or was reset since.
+            onMainEngine([](auto &engine) { engine.resetState(); });
+            prime(uniformEngine, wetPreroll);
+            prime(zlEngine, wetPreroll);
         }
-        if (oldLatency > 0)
-            tailSkew += oldLatency;
-        else if (hasNewTail && !hasNewZl)
-            tailSkew += oldDelay;
+        // The next wet sample is wetPreroll samples old, the next one of the tail as old as all
+        // that is queued.
+        if (tailEngine) {
+            tailSkew = newSplit + wetPreroll - tailInput[0].samplesAvailable() -
+                       tailOutput[0].samplesAvailable();
+        }
     }
     newUniform.reset();
     newZl.reset();

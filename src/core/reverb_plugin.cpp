@@ -4,6 +4,7 @@
 #include "core/module_state.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 
 namespace tonvale {
@@ -44,14 +45,17 @@ void processDoubleReplacing(AEffect *effect, double **inputs, double **outputs, 
         plugin->processAudio(inputs, outputs, frames);
     } catch (const std::bad_alloc &) {
         // What the block still lacked is silence.
-        for (int32_t c = 0; c < effect->numOutputs; ++c)
-            std::fill_n(outputs[c], std::max(frames, 0), 0.0);
+        for (int32_t c = 0; c < effect->numOutputs; ++c) {
+            if (outputs[c])
+                std::fill_n(outputs[c], std::max(frames, 0), 0.0);
+        }
     }
 }
 
 void setEffectParameter(AEffect *effect, int32_t index, float value) {
     auto *plugin = static_cast<ReverbPlugin *>(effect->user);
-    if (!plugin || !paramRow(index))
+    // What isn't a number is no value at all, and would sound for as long as it stays.
+    if (!plugin || !paramRow(index) || std::isnan(value))
         return;
     try {
         plugin->setParameter(index, value);

@@ -152,12 +152,12 @@ struct ReverbPlugin {
 
     /// Calls `use` on the main engine; 0 without one.
     template <class Use>
-    int32_t onMainEngine(Use use) {
+    auto onMainEngine(Use use) -> decltype(use(*uniformEngine)) {
         if (uniformEngine)
             return use(*uniformEngine);
         if (zlEngine)
             return use(*zlEngine);
-        return 0;
+        return decltype(use(*uniformEngine))();
     }
 
     void runChain();
@@ -171,6 +171,7 @@ struct ReverbPlugin {
     void runWorker();
     bool runWorkerCycle();
     bool convolveTail();
+    void levelTailQueues(int32_t channels);
     void collectTail(double *const *wet, int32_t wetCount, int32_t channels);
     int32_t leastTailReady(int32_t channels);
     int32_t settleTailSkew(int32_t wetCount, int32_t channels, int32_t &available);

@@ -4,6 +4,7 @@
 #include "text/number_text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -57,6 +58,11 @@ struct ChunkReader {
     }
 };
 
+void takeParam(ReverbPlugin &plugin, int32_t index, double value) {
+    if (!std::isnan(value))
+        plugin.params[index] = value;
+}
+
 /// Reads the floats in front of the records. Answers the channel count, `channels` where it tells
 /// none that can be.
 int32_t readHead(ReverbPlugin &plugin, ChunkReader &reader, int32_t channels) {
@@ -66,15 +72,15 @@ int32_t readHead(ReverbPlugin &plugin, ChunkReader &reader, int32_t channels) {
     const double first = reader.takeFloat();
     if (first >= -0.5) {
         // The oldest form has the two gains and nothing else.
-        plugin.params[paramWet] = first;
-        plugin.params[paramDry] = reader.takeFloat();
+        takeParam(plugin, paramWet, first);
+        takeParam(plugin, paramDry, reader.takeFloat());
         return channels;
     }
     const int32_t count = boundedInteger(0.5 - first, 0, room);
     for (int32_t i = 0; i < count; ++i) {
         const double value = reader.takeFloat();
         if (i < paramCount) {
-            plugin.params[i] = value;
+            takeParam(plugin, i, value);
         } else if (i == paramCount) {
             const int32_t told = boundedInteger(value, 0, ReverbPlugin::maxChannels + 1);
             if (told >= 1 && told <= ReverbPlugin::maxChannels)
@@ -154,7 +160,6 @@ void ReverbPlugin::loadChunk(const void *data, int32_t size) {
         while (reader.left >= smallestRecord && readRecord(*this, reader)) {
         }
     }
-    rebuildPending = 0;
     storeRelaxed(effect.numInputs, channels);
     storeRelaxed(effect.numOutputs, channels);
     rebuildImpulse();

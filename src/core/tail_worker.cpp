@@ -5,6 +5,7 @@
 #include "platform/flush_to_zero.h"
 
 #include <algorithm>
+#include <new>
 
 // The late part of a long response, on a thread of its own: the worker convolves what the audio
 // thread queues in tailInput and queues the result in tailOutput, from where the audio thread adds
@@ -70,7 +71,16 @@ bool ReverbPlugin::runWorkerCycle() {
     CriticalScope workerScope(workerLock);
     if (workerStop || !tailEngine)
         return false;
-    return convolveTail();
+    try {
+        return convolveTail();
+    } catch (const std::bad_alloc &) {
+        // What is queued would fail again, and the audio thread would wait for it: it is lost.
+        CriticalScope queueScope(queueLock);
+        workerConvolving = 0;
+        for (FifoBuffer &queue : tailInput)
+            queue.clear();
+        return false;
+    }
 }
 
 /// Runs one block of the tail engine, which is as long as its latency, if that much is queued.
@@ -103,6 +113,9 @@ bool ReverbPlugin::convolveTail() {
             const bool ready = results && tailEngine->samplesReady(c) >= done;
             appendSamples(tailOutput[c], ready ? results[c] : nullptr, done);
         }
+        // Channels that joined meanwhile stay in step.
+        for (int32_t c = channels; c < workerChannels; ++c)
+            appendSamples(tailOutput[c], nullptr, done);
         tailEngine->advanceOutput(done);
     }
     workerDone->signal();
@@ -114,6 +127,18 @@ int32_t ReverbPlugin::leastAvailable(const FifoBuffer *queues, int32_t channels)
     for (int32_t c = 1; c < channels; ++c)
         least = std::min(least, queues[c].samplesAvailable());
     return least;
+}
+
+/// Makes the tail streams of `channels` channels as long as the first one's, so that a channel
+/// which joins in mid-sound holds no other back. Under queueLock.
+void ReverbPlugin::levelTailQueues(int32_t channels) {
+    for (int32_t c = std::max(workerChannels, 1); c < channels; ++c) {
+        for (FifoBuffer *queues : {tailInput, tailOutput}) {
+            queues[c].clear();
+            appendSamples(queues[c], nullptr, queues[0].samplesAvailable());
+        }
+    }
+    workerChannels = channels;
 }
 
 /// Adds the tail to the `wetCount` wet samples of each channel; a null channel of `wet` drops its

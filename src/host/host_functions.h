@@ -41,7 +41,7 @@ struct HostFunctions {
     const int *(*ZUB_fft_permute_tab)(int pairs);
     const char *(*__localizeFunc)(const char *text, const char *section, int flags);
     void (*__localizeInitializeDialog)(HWND, const char *section);
-    DLGPROC (*__localizePrepareDialog)
+    DLGPROC(*__localizePrepareDialog)
     (const char *prefix, HINSTANCE, const char *resource, DLGPROC, LPARAM, void **block, int five);
 };
 
@@ -51,6 +51,10 @@ extern HostFunctions hostFunctions;
 /// Fetches every function through `callback`. Answers false, and changes nothing, when a required
 /// one is missing.
 bool loadHostFunctions(HostCallback callback);
+
+/// The lengths that ZUB_fft_8 takes, in points.
+constexpr int32_t smallestTransform = 32;
+constexpr int32_t largestTransform = 32768;
 
 /// The opcode and the two indices by which the host is asked for a function or a context.
 constexpr int32_t hostLookupOpcode = static_cast<int32_t>(0xDEADBEEF);
