@@ -1,6 +1,7 @@
 #pragma once
 
 #include "convolution/containers/impulse_buffer.h"
+#include "convolution/containers/raw_memory.h"
 #include "convolution/containers/relaxed.h"
 
 #include <cstdint>
@@ -58,6 +59,16 @@ struct ImpulseGeneratorType {
 /// Puts `type` into the registry, which is sorted by display name without regard to ASCII case.
 /// Only before main() or the module's first call. The result serves an initialiser.
 bool registerImpulseGeneratorType(ImpulseGeneratorType *type);
+
+/// The record of a stage class, by the names that it tells of itself, and its registration: each
+/// stage's file runs this once in an initialiser.
+template <class Stage>
+bool registerStage() {
+    static ImpulseGeneratorType type{
+        Stage::typeKey, Stage::displayName,
+        []() -> ImpulseGenerator * { return tryMake<Stage>().release(); }};
+    return registerImpulseGeneratorType(&type);
+}
 
 /// Walks the registry: `cursor` is null at the start, and null again behind the last record.
 /// Answers the translated display name, and in `keyOut`, where given, the type key; null at the

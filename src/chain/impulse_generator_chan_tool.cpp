@@ -1,24 +1,18 @@
 #include "chain/impulse_generator_chan_tool.h"
 
-#include "convolution/containers/raw_memory.h"
+#include "chain/stage_values.h"
 #include "convolution/convolution_engine.h"
-#include "text/number_text.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 
 namespace tonvale {
 
 namespace {
 
-ImpulseGeneratorType type{"CHANTOOL", "Channel Tool", []() -> ImpulseGenerator * {
-                              return tryMake<ImpulseGenerator_ChanTool>().release();
-                          }};
-[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_ChanTool>();
 
 constexpr int32_t maxGroup = ImpulseGenerator_ChanTool::maxGroup;
-constexpr int32_t valueSize = sizeof(int32_t);
 
 // Blocks of the convolution: fed, fed as silence at the end, and asked for.
 constexpr int32_t inputBlock = 8192;
@@ -150,43 +144,19 @@ void convolve(const ChannelGroup &from, int32_t sourceLength, const ChannelGroup
 } // namespace
 
 void ImpulseGenerator_ChanTool::loadState(const char *, const void *data, int32_t size) {
-    const int32_t present = std::min(size / valueSize, valueCount);
-    for (int32_t i = 0; i < present; ++i) {
-        int32_t value;
-        std::memcpy(&value, static_cast<const char *>(data) + i * valueSize, sizeof value);
-        *values[i] = value;
-    }
+    loadValues<int32_t>(SettingList<int32_t>(values), data, size, 0);
 }
 
 void ImpulseGenerator_ChanTool::saveState(HeapBuffer &out) {
-    constexpr int32_t size = valueCount * valueSize;
-    out.resize(size, false);
-    if (out.getSize() != size)
-        return;
-    for (int32_t i = 0; i < valueCount; ++i) {
-        const int32_t value = *values[i];
-        std::memcpy(static_cast<char *>(out.get()) + i * valueSize, &value, sizeof value);
-    }
+    saveValues<int32_t>(SettingList<int32_t>(values), out);
 }
 
 void ImpulseGenerator_ChanTool::saveText(char *text, int32_t size) {
-    TextWriter writer(text, size);
-    writer.add(getTypeKey());
-    for (const Relaxed<int32_t> *value : values) {
-        writer.add(" ");
-        writer.addInteger(*value);
-    }
+    saveValuesText(SettingList<int32_t>(values), typeKey, text, size);
 }
 
 bool ImpulseGenerator_ChanTool::loadText(const char *text) {
-    for (Relaxed<int32_t> *value : values) {
-        text = skipBlanks(text);
-        if (!*text)
-            return false;
-        *value = readInteger(text);
-        text = skipWord(text);
-    }
-    return true;
+    return loadValuesText(SettingList<int32_t>(values), text);
 }
 
 void ImpulseGenerator_ChanTool::apply(ImpulseBuffer &impulse) {

@@ -12,6 +12,9 @@ enum class ChannelAction : int32_t { swap, copy, addTo, subtractFrom, convolve }
 /// channel that doesn't exist reads as silence, and what is written to it is dropped.
 class ImpulseGenerator_ChanTool final : public StatusStage {
   public:
+    static constexpr const char *typeKey = "CHANTOOL";
+    static constexpr const char *displayName = "Channel Tool";
+
     static constexpr int32_t maxGroup = 128;
 
     Relaxed<int32_t> source{0};      ///< first channel, counted from 0
@@ -22,8 +25,8 @@ class ImpulseGenerator_ChanTool final : public StatusStage {
 
     void loadState(const char *key, const void *data, int32_t size) override;
     void saveState(HeapBuffer &out) override;
-    const char *getDisplayName() override { return "Channel Tool"; }
-    const char *getTypeKey() override { return "CHANTOOL"; }
+    const char *getDisplayName() override { return displayName; }
+    const char *getTypeKey() override { return typeKey; }
     void saveText(char *text, int32_t size) override;
     bool loadText(const char *text) override;
 

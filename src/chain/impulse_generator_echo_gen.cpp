@@ -2,7 +2,6 @@
 
 #include "chain/decibels.h"
 #include "convolution/containers/bounded_integer.h"
-#include "convolution/containers/raw_memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,10 +21,7 @@ constexpr StageRow rowTable[] = {
     {"Error distribution", "", 0.5, 0.0, 1.0, 1035, 1036, 2, 1.0},
 };
 
-ImpulseGeneratorType type{"ECHOGEN", "Echo Generator", []() -> ImpulseGenerator * {
-                              return tryMake<ImpulseGenerator_EchoGen>().release();
-                          }};
-[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_EchoGen>();
 
 constexpr uint32_t seed = 0xf00d;
 constexpr double closestSpacing = 3.0;

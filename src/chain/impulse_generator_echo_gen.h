@@ -9,6 +9,9 @@ namespace tonvale {
 /// same pattern. Times are in milliseconds, volumes linear factors.
 class ImpulseGenerator_EchoGen final : public RowStage {
   public:
+    static constexpr const char *typeKey = "ECHOGEN";
+    static constexpr const char *displayName = "Echo Generator";
+
     Relaxed<double> start;
     Relaxed<double> length;  ///< from `start` on
     Relaxed<double> spacing; ///< never below 3 frames
@@ -19,8 +22,8 @@ class ImpulseGenerator_EchoGen final : public RowStage {
 
     ImpulseGenerator_EchoGen();
 
-    const char *getDisplayName() override { return "Echo Generator"; }
-    const char *getTypeKey() override { return "ECHOGEN"; }
+    const char *getDisplayName() override { return displayName; }
+    const char *getTypeKey() override { return typeKey; }
 
   protected:
     void apply(ImpulseBuffer &impulse) override;

@@ -1,12 +1,11 @@
 #include "chain/impulse_generator_edit.h"
 
 #include "convolution/containers/bounded_integer.h"
-#include "convolution/containers/raw_memory.h"
 #include "host/host_functions.h"
+#include "host/host_object_ptr.h"
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 namespace tonvale {
 
@@ -22,10 +21,7 @@ constexpr StageRow rowTable[] = {
     {"Pan", "", 0.0, -1.0, 1.0, 1078, 1009, 2, 1.0},
 };
 
-ImpulseGeneratorType type{"BASICEDIT", "Trim/Gain/Stretch", []() -> ImpulseGenerator * {
-                              return tryMake<ImpulseGenerator_Edit>().release();
-                          }};
-[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_Edit>();
 
 // Settings nearer than this to the one that changes nothing are taken for it.
 constexpr double stretchTolerance = 0.005;
@@ -35,10 +31,6 @@ constexpr double panTolerance = 0.001;
 
 constexpr double leastRatio = 0.001;
 constexpr int32_t stretchBlock = 1024;
-
-struct ResamplerCloser {
-    void operator()(ResamplerHandle *resampler) const { resampler->destroy(1); }
-};
 
 void trimStart(ImpulseBuffer &impulse, int32_t frames) {
     if (frames < 1)
@@ -112,8 +104,7 @@ void stretchTime(ImpulseBuffer &impulse, double stretch) {
     if (newLength > SampleBuffer::maxCount / impulse.getNumChannels())
         return;
 
-    const std::unique_ptr<ResamplerHandle, ResamplerCloser> resampler(
-        hostFunctions.Resampler_Create());
+    const HostObjectPtr<ResamplerHandle> resampler(hostFunctions.Resampler_Create());
     if (!resampler)
         return;
     resampler->Reset();
@@ -129,17 +120,11 @@ void stretchTime(ImpulseBuffer &impulse, double stretch) {
         deinterleave(stretched.get(), impulse);
 }
 
-void scale(ImpulseBuffer &impulse, int32_t channel, double factor) {
-    double *samples = impulse.getChannel(channel);
-    for (int32_t i = 0; i < impulse.getChannelLength(channel); ++i)
-        samples[i] *= factor;
-}
-
 void applyGain(ImpulseBuffer &impulse, double gain) {
     if (!(std::abs(gain - 1.0) > gainTolerance))
         return;
     for (int32_t c = 0; c < impulse.getNumChannels(); ++c)
-        scale(impulse, c, gain);
+        scaleChannel(impulse, c, gain);
 }
 
 void prependSilence(ImpulseBuffer &impulse, int32_t frames) {
@@ -178,8 +163,8 @@ void applyPan(ImpulseBuffer &impulse, double pan) {
     if (impulse.getNumChannels() < 2)
         impulse.setNumChannels(2, true);
     for (int32_t c = 0; c + 1 < impulse.getNumChannels(); c += 2) {
-        scale(impulse, c, pan >= 0.0 ? 1.0 - pan : 1.0);
-        scale(impulse, c + 1, pan < 0.0 ? 1.0 + pan : 1.0);
+        scaleChannel(impulse, c, pan >= 0.0 ? 1.0 - pan : 1.0);
+        scaleChannel(impulse, c + 1, pan < 0.0 ? 1.0 + pan : 1.0);
     }
 }
 

@@ -8,6 +8,9 @@ namespace tonvale {
 /// operations of apply() stand. Times are in milliseconds.
 class ImpulseGenerator_Edit final : public RowStage {
   public:
+    static constexpr const char *typeKey = "BASICEDIT";
+    static constexpr const char *displayName = "Trim/Gain/Stretch";
+
     Relaxed<double> gain;          ///< linear factor
     Relaxed<double> start;         ///< what is cut off at the front
     Relaxed<double> maximumLength; ///< of what is left
@@ -19,8 +22,8 @@ class ImpulseGenerator_Edit final : public RowStage {
 
     ImpulseGenerator_Edit();
 
-    const char *getDisplayName() override { return "Trim/Gain/Stretch"; }
-    const char *getTypeKey() override { return "BASICEDIT"; }
+    const char *getDisplayName() override { return displayName; }
+    const char *getTypeKey() override { return typeKey; }
 
     /// The length in seconds that a run with these settings would give the last run's input.
     double forecastSeconds() const;

@@ -14,9 +14,7 @@ namespace tonvale {
 
 namespace {
 
-ImpulseGeneratorType fileType{"FILELDR", "File",
-                              []() -> ImpulseGenerator * { return new ImpulseGenerator_File; }};
-const bool fileTypeRegistered = registerImpulseGeneratorType(&fileType);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_File>();
 
 constexpr int32_t blockFrames = 1024;
 constexpr double lowStartGain = 0.125;
@@ -47,14 +45,6 @@ struct ImpulseGenerator_File::Reading {
 
 ImpulseGenerator_File::ImpulseGenerator_File() {
     std::snprintf(status, sizeof status, "%s", localizedText("<no file loaded>", "tonvale", 0));
-}
-
-const char *ImpulseGenerator_File::getDisplayName() {
-    return fileType.displayName;
-}
-
-const char *ImpulseGenerator_File::getTypeKey() {
-    return fileType.key;
 }
 
 void ImpulseGenerator_File::process(ImpulseBuffer &impulse) {

@@ -12,6 +12,9 @@ namespace tonvale {
 /// file that can't be opened keeps its path and adds nothing.
 class ImpulseGenerator_File final : public ImpulseGenerator {
   public:
+    static constexpr const char *typeKey = "FILELDR";
+    static constexpr const char *displayName = "File";
+
     /// Bits of `flags`. Bits 1 to 5 are one choice among ways of adjusting the gain, most of which
     /// exist for old projects.
     enum Flag : int32_t {
@@ -41,8 +44,8 @@ class ImpulseGenerator_File final : public ImpulseGenerator {
     void process(ImpulseBuffer &impulse) override;
     void loadState(const char *key, const void *data, int32_t size) override;
     void saveState(HeapBuffer &out) override;
-    const char *getDisplayName() override;
-    const char *getTypeKey() override;
+    const char *getDisplayName() override { return displayName; }
+    const char *getTypeKey() override { return typeKey; }
     void saveText(char *text, int32_t size) override;
     bool loadText(const char *text) override;
 
@@ -68,6 +71,7 @@ class ImpulseGenerator_File final : public ImpulseGenerator {
     void registerFile();
     void unregisterFile();
     void tellProject(const char *action, intptr_t ofProject);
+    void followRename(const char *newPath);
     static intptr_t fileInProjectCallback(void *stage, int message, void *data);
 
     CriticalSection pathLock; ///< guards `path` and `project`: the host may call back on any thread

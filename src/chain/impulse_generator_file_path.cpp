@@ -5,6 +5,7 @@
 #include "text/number_text.h"
 
 #include <cstring>
+#include <new>
 #include <utility>
 
 // The path of the File stage: its saved forms, how the host resolves it, and the host's project
@@ -180,19 +181,30 @@ void ImpulseGenerator_File::tellProject(const char *action, intptr_t ofProject) 
     hostFunctions.plugin_register(action, &record);
 }
 
+/// The host has moved the file, and keeps the registration itself.
+void ImpulseGenerator_File::followRename(const char *newPath) {
+    try {
+        // Without a path the registration could not be ended any more.
+        if (!*newPath)
+            unregisterFile();
+        setPath(newPath);
+        openPath();
+    } catch (const std::bad_alloc &) {
+        return;
+    }
+    requestRebuildAtIdle(owner);
+    if (dialog)
+        PostMessage(dialog, fileRefreshMessage, 0, 0);
+}
+
 intptr_t ImpulseGenerator_File::fileInProjectCallback(void *stage, int message, void *data) {
     if (!stage)
         return 0;
     auto &self = *static_cast<ImpulseGenerator_File *>(stage);
     switch (message) {
     case fileRenamed:
-        if (!data)
-            return 0;
-        self.setPath(static_cast<const char *>(data));
-        self.openPath();
-        requestRebuildAtIdle(self.owner);
-        if (self.dialog)
-            PostMessage(self.dialog, fileRefreshMessage, 0, 0);
+        if (data)
+            self.followRename(static_cast<const char *>(data));
         return 0;
     case fileSubfolder:
         return textAnswer(pathFolder);

@@ -1,7 +1,5 @@
 #include "chain/impulse_generator_filter.h"
 
-#include "convolution/containers/raw_memory.h"
-
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -15,10 +13,7 @@ constexpr StageRow rowTable[] = {
     {"Highpass", "", 0.0, 0.0, 1.0, 1077, 1010, 0, 3.3},
 };
 
-ImpulseGeneratorType type{"FILT", "Filter (LP/HP)", []() -> ImpulseGenerator * {
-                              return tryMake<ImpulseGenerator_Filter>().release();
-                          }};
-[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_Filter>();
 
 constexpr double highestHighpass = 0.9999999;
 constexpr double lowestLowpass = 1e-6;

@@ -1,7 +1,6 @@
 #include "chain/impulse_generator_normalize.h"
 
 #include "chain/decibels.h"
-#include "convolution/containers/raw_memory.h"
 #include "host/localized_text.h"
 
 #include <algorithm>
@@ -18,10 +17,7 @@ constexpr StageRow rowTable[] = {
 
 constexpr double silence = 1e-11;
 
-ImpulseGeneratorType type{"NORM", "Normalize", []() -> ImpulseGenerator * {
-                              return tryMake<ImpulseGenerator_Normalize>().release();
-                          }};
-[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_Normalize>();
 
 } // namespace
 
@@ -40,11 +36,8 @@ void ImpulseGenerator_Normalize::apply(ImpulseBuffer &impulse) {
 
     gain = largest <= silence ? 1.0 : peak / largest;
 
-    for (int32_t c = 0; c < impulse.getNumChannels(); ++c) {
-        double *samples = impulse.getChannel(c);
-        for (int32_t i = 0; i < impulse.getChannelLength(c); ++i)
-            samples[i] *= gain;
-    }
+    for (int32_t c = 0; c < impulse.getNumChannels(); ++c)
+        scaleChannel(impulse, c, gain);
 }
 
 void ImpulseGenerator_Normalize::formatOutputStatus(const ImpulseBuffer &impulse) {

@@ -8,12 +8,15 @@ namespace tonvale {
 /// balance of the channels stays. An impulse below 1e-11 throughout is left alone.
 class ImpulseGenerator_Normalize final : public RowStage {
   public:
+    static constexpr const char *typeKey = "NORM";
+    static constexpr const char *displayName = "Normalize";
+
     Relaxed<double> peak; ///< linear factor
 
     ImpulseGenerator_Normalize();
 
-    const char *getDisplayName() override { return "Normalize"; }
-    const char *getTypeKey() override { return "NORM"; }
+    const char *getDisplayName() override { return displayName; }
+    const char *getTypeKey() override { return typeKey; }
 
   protected:
     void apply(ImpulseBuffer &impulse) override;

@@ -2,7 +2,6 @@
 
 #include "chain/reverb_core.h"
 #include "convolution/containers/bounded_integer.h"
-#include "convolution/containers/raw_memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,10 +19,7 @@ constexpr StageRow rowTable[] = {
     {"Stereo width", "", 1.0, -1.0, 1.0, 1073, 1004, 2, 1.0},
 };
 
-ImpulseGeneratorType type{"VERBGEN", "Reverb Generator", []() -> ImpulseGenerator * {
-                              return tryMake<ImpulseGenerator_ReverbGen>().release();
-                          }};
-[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_ReverbGen>();
 
 /// A mono impulse stays mono up to this magnitude of the stereo width.
 constexpr double monoWidth = 0.1;

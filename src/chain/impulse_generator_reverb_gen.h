@@ -8,6 +8,9 @@ namespace tonvale {
 /// becomes stereo unless the stereo width is small. Times are in milliseconds.
 class ImpulseGenerator_ReverbGen final : public RowStage {
   public:
+    static constexpr const char *typeKey = "VERBGEN";
+    static constexpr const char *displayName = "Reverb Generator";
+
     Relaxed<double> initialDelay;
     Relaxed<double> length;      ///< from the end of the initial delay on
     Relaxed<double> volume;      ///< linear factor
@@ -17,8 +20,8 @@ class ImpulseGenerator_ReverbGen final : public RowStage {
 
     ImpulseGenerator_ReverbGen();
 
-    const char *getDisplayName() override { return "Reverb Generator"; }
-    const char *getTypeKey() override { return "VERBGEN"; }
+    const char *getDisplayName() override { return displayName; }
+    const char *getTypeKey() override { return typeKey; }
 
   protected:
     void apply(ImpulseBuffer &impulse) override;

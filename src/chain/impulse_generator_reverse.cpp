@@ -1,7 +1,6 @@
 #include "chain/impulse_generator_reverse.h"
 
 #include "convolution/containers/bounded_integer.h"
-#include "convolution/containers/raw_memory.h"
 
 namespace tonvale {
 
@@ -13,10 +12,7 @@ constexpr StageRow rowTable[] = {
     {"Channel", "0 is all", 0.0, 0.0, 129.0, 0, 1079, 0, 1.0},
 };
 
-ImpulseGeneratorType type{"REVERSE", "Reverse", []() -> ImpulseGenerator * {
-                              return tryMake<ImpulseGenerator_Reverse>().release();
-                          }};
-[[maybe_unused]] const bool registered = registerImpulseGeneratorType(&type);
+[[maybe_unused]] const bool registered = registerStage<ImpulseGenerator_Reverse>();
 
 void mixWithReversed(double *samples, int32_t length, double reverse, double dry) {
     for (int32_t i = 0, j = length - 1; i < length / 2; ++i, --j) {

@@ -1,17 +1,8 @@
 #include "chain/row_stage.h"
 
-#include "text/number_text.h"
-
 #include <algorithm>
-#include <cstring>
 
 namespace tonvale {
-
-namespace {
-
-constexpr int32_t valueSize = sizeof(float);
-
-} // namespace
 
 RowStage::RowStage(const StageRow *table, std::initializer_list<Relaxed<double> *> fields,
                    int32_t fewest)
@@ -27,44 +18,19 @@ void RowStage::setDefaults() {
 }
 
 void RowStage::loadState(const char *, const void *data, int32_t size) {
-    const int32_t present = size / valueSize;
-    if (present < fewestValues)
-        return;
-    for (int32_t i = 0; i < std::min(present, rowCount); ++i) {
-        float value;
-        std::memcpy(&value, static_cast<const char *>(data) + i * valueSize, sizeof value);
-        setting(i) = value;
-    }
+    loadValues<float>(list(), data, size, fewestValues);
 }
 
 void RowStage::saveState(HeapBuffer &out) {
-    out.resize(rowCount * valueSize, false);
-    if (out.getSize() != rowCount * valueSize)
-        return;
-    for (int32_t i = 0; i < rowCount; ++i) {
-        const float value = static_cast<float>(setting(i));
-        std::memcpy(static_cast<char *>(out.get()) + i * valueSize, &value, sizeof value);
-    }
+    saveValues<float>(list(), out);
 }
 
 void RowStage::saveText(char *text, int32_t size) {
-    TextWriter writer(text, size);
-    writer.add(getTypeKey());
-    for (int32_t i = 0; i < rowCount; ++i) {
-        writer.add(" ");
-        writer.addFixed(setting(i), 6);
-    }
+    saveValuesText(list(), getTypeKey(), text, size);
 }
 
 bool RowStage::loadText(const char *text) {
-    for (int32_t i = 0; i < rowCount; ++i) {
-        text = skipBlanks(text);
-        if (!*text)
-            return false;
-        setting(i) = readNumber(text);
-        text = skipWord(text);
-    }
-    return true;
+    return loadValuesText(list(), text);
 }
 
 } // namespace tonvale

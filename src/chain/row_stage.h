@@ -1,6 +1,7 @@
 #pragma once
 
 #include "chain/control_row.h"
+#include "chain/stage_values.h"
 #include "chain/status_stage.h"
 
 #include <array>
@@ -34,6 +35,8 @@ class RowStage : public StatusStage {
     void setDefaults();
 
   private:
+    SettingList<double> list() const { return {settings.data(), static_cast<size_t>(rowCount)}; }
+
     const StageRow *rows;
     std::array<Relaxed<double> *, maxRows> settings{};
     int32_t rowCount;

@@ -31,6 +31,12 @@ ImpulseSummary::ImpulseSummary(const ImpulseBuffer &impulse)
     , kilohertz(boundedInteger((impulse.sampleRate + 0.5) / 1000.0, INT32_MIN, INT32_MAX))
     , channels(impulse.getNumChannels()) {}
 
+void scaleChannel(ImpulseBuffer &impulse, int32_t channel, double factor) {
+    double *samples = impulse.getChannel(channel);
+    for (int32_t i = 0; i < impulse.getChannelLength(channel); ++i)
+        samples[i] *= factor;
+}
+
 int32_t framesOfMilliseconds(double milliseconds, double rate) {
     return boundedInteger(milliseconds * rate * 0.001, INT32_MIN, INT32_MAX);
 }

@@ -32,6 +32,8 @@ struct ImpulseSummary {
     int32_t channels;
 };
 
+void scaleChannel(ImpulseBuffer &impulse, int32_t channel, double factor);
+
 /// milliseconds * rate / 1000, truncated and held inside what a frame count can be.
 int32_t framesOfMilliseconds(double milliseconds, double rate);
 

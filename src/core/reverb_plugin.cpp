@@ -124,8 +124,11 @@ ReverbPlugin::~ReverbPlugin() {
 }
 
 void ReverbPlugin::closeDialogOf(const ImpulseGenerator *stage) {
-    if (!stage || currentStage != stage)
-        return;
+    if (stage && currentStage == stage)
+        closeStageDialog();
+}
+
+void ReverbPlugin::closeStageDialog() {
     if (stageDialog)
         DestroyWindow(stageDialog);
     stageDialog = nullptr;

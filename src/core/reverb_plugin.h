@@ -71,6 +71,7 @@ struct ReverbPlugin {
     /// Takes a chunk of `size` bytes, or as much of a damaged one as can be read.
     void loadChunk(const void *data, int32_t size);
 
+    void closeStageDialog();
     /// Closes the stage dialog if it is the one of `stage`, which is about to go.
     void closeDialogOf(const ImpulseGenerator *stage);
     /// Tells the host that the state changed, though no single parameter did.

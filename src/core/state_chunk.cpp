@@ -1,7 +1,6 @@
 #include "core/reverb_plugin.h"
 
 #include "convolution/containers/bounded_integer.h"
-#include "text/number_text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -147,7 +146,7 @@ int32_t ReverbPlugin::saveChunk(void **data) {
 }
 
 void ReverbPlugin::loadChunk(const void *data, int32_t size) {
-    closeDialogOf(currentStage);
+    closeStageDialog();
 
     int32_t channels = 2;
     {

@@ -75,6 +75,8 @@ std::vector<ProjectFile> projectFiles() {
 }
 
 bool replaceProjectFile(const ProjectFile &entry, const std::string &path) {
+    if (path.empty())
+        return false;
     {
         Registry &all = registry();
         std::scoped_lock scope(all.lock);

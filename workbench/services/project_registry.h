@@ -43,9 +43,9 @@ int pluginRegister(const char *name, void *record);
 std::vector<ProjectFile> projectFiles();
 
 /// Tells the owner of a registration that its file is now `path`, and registers that path in place
-/// of the old one, since the owner doesn't register it anew. False where `entry` isn't registered
-/// (any more). The callback runs without a lock; call it on the thread that owns the stages, since
-/// a stage must not go away meanwhile.
+/// of the old one, since the owner doesn't register it anew. False for an empty path, and where
+/// `entry` isn't registered (any more). The callback runs without a lock; call it on the thread
+/// that owns the stages, since a stage must not go away meanwhile.
 bool replaceProjectFile(const ProjectFile &entry, const std::string &path);
 
 } // namespace tonvale::workbench

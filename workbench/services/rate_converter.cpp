@@ -7,7 +7,7 @@ namespace tonvale::workbench {
 
 namespace {
 
-constexpr double largestRatio = 256.0;
+constexpr double largestRatio = 1000.0;
 
 /// Frames that one pull makes room for.
 constexpr size_t pullFrames = 1024;

@@ -40,7 +40,7 @@ class RateConverter {
     RateConverter &operator=(const RateConverter &) = delete;
 
     /// Begins a new stream. False, and no stream, for rates that aren't positive and finite, for a
-    /// ratio beyond 256 either way and for channels outside 1 to 1024.
+    /// ratio beyond 1000 either way and for channels outside 1 to 1024.
     bool start(double inRate, double outRate, int channels, ConversionQuality quality);
     void stop();
     bool isRunning() const { return stream != nullptr; }

@@ -14,6 +14,9 @@ namespace {
 constexpr int mostFrames = 65536;
 constexpr int mostSamples = 1 << 22;
 
+/// The output frames that a caller with much to convert asks for at a time.
+constexpr int usualBlock = 1024;
+
 /// How much input completes how much output. A conversion works in blocks of its own length, so
 /// what it holds back rises and falls; this one runs ahead of another, on silence, to tell.
 class Forecast {
@@ -108,10 +111,9 @@ class Resampler final : public ResamplerHandle {
     }
 
     /// One block of the conversion is enough for a caller that goes on. One that wants less than
-    /// before is near its end, and one that has had nothing may want no more than this: they get
-    /// all they want.
+    /// before, or less than callers take at a time, is near its end: it gets all that it wants.
     int request(int outFrames) {
-        const bool mayBeAll = largestWanted == 0 || outFrames < largestWanted;
+        const bool mayBeAll = outFrames < std::max(largestWanted, usualBlock);
         largestWanted = std::max(largestWanted, outFrames);
         return forecast.inputFor(mayBeAll ? outFrames : 1,
                                  std::min(mostFrames, mostSamples / channels));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "convolution/containers/heap_buffer.h"
+#include "convolution/containers/raw_memory.h"
 
 #include <cstring>
 
@@ -81,11 +82,10 @@ class PointerList {
     /// Appends default-made items until there are `count`, as far as memory goes.
     void growTo(int32_t count) {
         while (getSize() < count) {
-            T *item = new T;
-            if (!add(item)) {
-                delete item;
+            std::unique_ptr<T> item = tryMake<T>();
+            if (!item || !add(item.get()))
                 return;
-            }
+            static_cast<void>(item.release());
         }
     }
 
