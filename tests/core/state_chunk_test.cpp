@@ -175,7 +175,7 @@ TEST_F(StateChunk, BearsEveryPrefixAndManyMutations) {
     EXPECT_EQ(save(), saved);
 
     std::mt19937 random(5);
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 100000; ++round) {
         std::string mutated = saved;
         for (int changes = 0; changes < 1 + round % 4; ++changes)
             mutated[random() % mutated.size()] = static_cast<char>(random());
