@@ -67,20 +67,17 @@ TEST(Host, HasEveryFunctionByNameItsContextsAndNothingElse) {
 }
 
 TEST(Host, AnIdleRequestIsTakenOnceAndByItsEffectAlone) {
-    std::vector<AEffect> effects(5);
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < 4; ++i)
-        threads.emplace_back([&effect = effects[i]] {
-            for (int n = 0; n < 2000; ++n)
-                hostCallback(&effect, audioMasterNeedIdle, 0, 0, nullptr, 0.0f);
-        });
-    for (auto &thread : threads)
-        thread.join();
-    for (size_t i = 0; i < 4; ++i) {
-        EXPECT_TRUE(takeIdleRequest(&effects[i]));
-        EXPECT_FALSE(takeIdleRequest(&effects[i]));
-    }
-    EXPECT_FALSE(takeIdleRequest(&effects[4]));
+    std::vector<AEffect> effects(3);
+    const auto request = [](AEffect *effect) {
+        for (int n = 0; n < 2000; ++n)
+            hostCallback(effect, audioMasterNeedIdle, 0, 0, nullptr, 0.0f);
+    };
+    std::thread other(request, &effects[0]);
+    request(&effects[1]);
+    other.join();
+    for (const bool first : {true, false})
+        for (const size_t i : {0, 1, 2})
+            EXPECT_EQ(takeIdleRequest(&effects[i]), first && i < 2);
     EXPECT_FALSE(takeIdleRequest(nullptr));
 }
 
@@ -118,10 +115,10 @@ TEST(UserFolders, HoldTheSettingsAndTheFilesThatAreFoundByAShortPath) {
     } cases[] = {{near, near},           {"halls/große.wav", hall}, {"halls", ""},
                  {"../../near.wav", ""}, {"/halls/große.wav", ""},  {std::string(100000, 'a'), ""},
                  {near, near, exact},    {near, "", exact - 1},     {near, "xx", 0}};
-    for (const auto &c : cases) {
+    for (const auto &[path, found, size] : cases) {
         char out[2048] = "xx";
-        resolvePath(c.path.c_str(), out, c.size, "impulses");
-        EXPECT_EQ(out, c.found) << c.path.substr(0, 50);
+        resolvePath(path.c_str(), out, size, "impulses");
+        EXPECT_EQ(out, found);
     }
     unsetenv("XDG_CONFIG_HOME");
     unsetenv("XDG_DATA_HOME");
@@ -143,7 +140,6 @@ TEST(ProjectRegistry, RemovesOnlyWhatMatchesAndForgetsNoOther) {
     EXPECT_TRUE(replaceProjectFile(entry, "/x/new.wav"));
     EXPECT_FALSE(replaceProjectFile(entry, "/x/newer.wav"));
     EXPECT_EQ(b.file, "/x/new.wav");
-    EXPECT_EQ(projectFiles().at(0).file, "/x/new.wav");
     EXPECT_EQ(b.remove(), 1);
 
     EXPECT_EQ(a.call("file_in_project"), 0);
