@@ -159,26 +159,23 @@ TEST_F(Media, AbsurdReadsAndSamplesGiveNothing) {
     const auto spoiled = [](int n, int) { return n == 10 ? nan : n == 20 ? HUGE_VAL : 0.25; };
     writeFile(path, doubleWav, 44100, 2, 5000, spoiled);
     const Source source = opened();
-    for (double sample : readAll(*source, 44100.0, 1, 1024))
-        ASSERT_TRUE(sample == 0.0 || sample == 0.25);
-    for (double sample : readAll(*source, 48000.0, 1, 1024))
-        ASSERT_TRUE(std::isfinite(sample));
-    double room[64];
-    const auto framesOf = [&](double time, double rate, int channels, int length) {
-        MediaReadBlock block{time, rate, channels, length, room, 77, {}, 0.0, 0};
-        source->GetSamples(&block);
-        return block.samplesOut;
-    };
     for (double rate : {44100.0, 48000.0}) {
+        for (double sample : readAll(*source, rate, 1, 1024))
+            ASSERT_LT(std::abs(sample), 0.5);
         for (double time : {nan, HUGE_VAL, 1e300, 1.0})
-            EXPECT_EQ(framesOf(time, rate, 2, 8), 0) << time;
-        for (int bad : {lowest, -1, 0, 1025, highest})
-            EXPECT_EQ(framesOf(0.0, rate, bad, 8) + framesOf(0.0, rate, 2, std::min(bad, 0)), 0)
-                << bad;
-        EXPECT_EQ(framesOf(-1e300, rate, 2, 8), 8);
+            EXPECT_TRUE(read(*source, time, rate, 2, 8).empty()) << time;
+        EXPECT_EQ(read(*source, -1e300, rate, 2, 8).size(), 16u);
     }
     for (double rate : {nan, 0.0, -1.0, 1e300, 1e-300, HUGE_VAL})
-        EXPECT_EQ(framesOf(0.0, rate, 2, 8), 0) << rate;
+        EXPECT_TRUE(read(*source, 0.0, rate, 2, 8).empty()) << rate;
+    double room[8];
+    for (int bad : {lowest, -1, 0, 1025, highest}) {
+        MediaReadBlock channels{0.0, 44100.0, bad, 8, room, 77, {}, 0.0, 0};
+        MediaReadBlock length{0.0, 48000.0, 1, std::min(bad, 0), room, 77, {}, 0.0, 0};
+        source->GetSamples(&channels);
+        source->GetSamples(&length);
+        EXPECT_EQ(channels.samplesOut + length.samplesOut, 0) << bad;
+    }
     source->GetSamples(nullptr);
 }
 
