@@ -23,6 +23,16 @@ const char *skipPlus(const char *text) {
     return text[0] == '+' && text[1] != '-' ? text + 1 : text;
 }
 
+/// Whether a number that no double holds is too small, and not too large: the place of its first
+/// digit above 0 tells, moved by the exponent.
+bool isTooSmall(const char *text, const char *end) {
+    const char *exponent = std::find_if(text, end, [](char c) { return lowerCase(c) == 'e'; });
+    const char *point = std::find(text, exponent, '.');
+    const char *first = std::find_if(text, exponent, [](char c) { return c >= '1' && c <= '9'; });
+    const int32_t moved = exponent < end ? readInteger(exponent + 1) : 0;
+    return int64_t{point - first} + moved < 0;
+}
+
 } // namespace
 
 const char *skipBlanks(const char *text) {
@@ -44,8 +54,7 @@ double readNumber(const char *text) {
     if (error == std::errc::invalid_argument)
         return 0.0;
     if (error == std::errc::result_out_of_range) {
-        const auto isTiny = [](char a, char b) { return (a == 'e' || a == 'E') && b == '-'; };
-        if (std::adjacent_find(text, end, isTiny) != end)
+        if (isTooSmall(text, end))
             return 0.0;
         return *text == '-' ? -HUGE_VAL : HUGE_VAL;
     }

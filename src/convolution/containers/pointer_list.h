@@ -63,7 +63,8 @@ class PointerList {
         T **place = pointers.get() + index;
         if (freeItem)
             disposeOf(*place, dispose);
-        std::memmove(place, place + 1, static_cast<size_t>(before - 1 - index) * sizeof(T *));
+        for (int32_t i = index + 1; i < before; ++i, ++place)
+            place[0] = place[1];
         pointers.resize(before - 1, false);
     }
 

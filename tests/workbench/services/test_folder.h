@@ -1,10 +1,8 @@
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
-#include <unistd.h>
 
 namespace tonvale::workbench {
 
@@ -28,13 +26,6 @@ class TestFolder {
 
     std::filesystem::path path;
 };
-
-/// A cache folder that stays from run to run, since planning takes seconds, and isn't the user's
-/// own.
-inline void useSharedCache() {
-    const auto name = "tonvale-test-cache-" + std::to_string(getuid());
-    setenv("XDG_CACHE_HOME", (std::filesystem::temp_directory_path() / name).c_str(), 1);
-}
 
 /// Ends a host object as its owner does.
 struct Destroy {
