@@ -17,7 +17,7 @@ TEST(ImpulseBufferLimit, AsksForNoMemoryThatAllChannelsTogetherMayNotHave) {
     EXPECT_EQ(impulse.setLength(longest), 0);
     EXPECT_EQ(limit.refused(), 0);
     EXPECT_EQ(impulse.setLength(longest - 1), 0);
-    EXPECT_EQ(limit.refused(), 1) << "what they may have is asked for";
+    EXPECT_GT(limit.refused(), 0) << "what they may have is asked for";
     EXPECT_EQ(impulse.getNumChannels(), channels);
     EXPECT_EQ(impulse.setLength(100), 100);
 }
