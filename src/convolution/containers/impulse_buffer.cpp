@@ -4,6 +4,17 @@
 
 namespace tonvale {
 
+namespace {
+
+/// A length that can't be had leaves no channel with any other.
+int32_t emptyAll(PointerList<SampleBuffer> &channels) {
+    for (int32_t i = 0; i < channels.getSize(); ++i)
+        channels.get(i)->resize(0, true);
+    return 0;
+}
+
+} // namespace
+
 ImpulseBuffer::~ImpulseBuffer() {
     channels.clear(true);
 }
@@ -45,15 +56,16 @@ void ImpulseBuffer::setNumChannels(int32_t count, bool duplicateExisting) {
 
 int32_t ImpulseBuffer::setLength(int32_t length) {
     length = std::max(length, 0);
+    // A system that promises more memory than it has would end the process, and a few bytes of a
+    // state can ask for 2 GiB in each of hundreds of channels.
+    if (int64_t{length} * getNumChannels() > SampleBuffer::maxCount)
+        return emptyAll(channels);
     for (int32_t i = 0; i < getNumChannels(); ++i) {
         SampleBuffer *channel = channels.get(i);
         const int32_t before = channel->getSize();
         channel->resize(length, false);
-        if (channel->getSize() != length) {
-            for (int32_t j = 0; j < getNumChannels(); ++j)
-                channels.get(j)->resize(0, true);
-            return 0;
-        }
+        if (channel->getSize() != length)
+            return emptyAll(channels);
         if (length > before)
             std::fill(channel->get() + before, channel->get() + length, 0.0);
     }

@@ -30,7 +30,8 @@ class ImpulseBuffer {
     void setNumChannels(int32_t count, bool duplicateExisting);
 
     /// Makes each channel `length` samples long, new ones 0.0, and answers the length reached:
-    /// where memory runs out every channel ends empty and the answer is 0.
+    /// where memory runs out, or all channels together would have more than SampleBuffer::maxCount
+    /// samples, every channel ends empty and the answer is 0.
     int32_t setLength(int32_t length);
 
   private:

@@ -58,7 +58,7 @@ class PointerList {
     /// there is none. An index out of range does nothing. No memory is given back.
     void remove(int32_t index, bool freeItem = false, Dispose dispose = nullptr) {
         const int32_t before = getSize();
-        if (static_cast<uint32_t>(index) >= static_cast<uint32_t>(before))
+        if (index < 0 || index >= before)
             return;
         T **place = pointers.get() + index;
         if (freeItem)

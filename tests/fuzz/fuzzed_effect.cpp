@@ -1,0 +1,63 @@
+#include "fuzz/fuzzed_effect.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tonvale::test {
+
+namespace {
+
+constexpr float sampleRate = 2000.0f;
+constexpr size_t largestBlock = 256 * 1024;
+constexpr int32_t frames = 96;
+
+} // namespace
+
+void require(bool holds, const char *claim) {
+    if (holds)
+        return;
+    std::fprintf(stderr, "Broken: %s\n", claim);
+    std::abort();
+}
+
+std::vector<char> exactCopy(std::string_view bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+std::vector<char> exactText(std::string_view text) {
+    std::vector<char> copy = exactCopy(text.substr(0, text.find('\0')));
+    copy.push_back('\0');
+    copy.shrink_to_fit();
+    return copy;
+}
+
+FuzzedEffect::FuzzedEffect()
+    : limit(INT32_MAX, largestBlock) {
+    static const bool hasMedia = [] {
+        putMedia("room", 3000.0, {roomNoise(600, 1), roomNoise(600, 2)});
+        return true;
+    }();
+    require(hasMedia, "the media file is there");
+    dispatch(effSetSampleRate, 0, 0, nullptr, sampleRate);
+}
+
+void FuzzedEffect::load(std::string_view chunk) {
+    std::vector<char> bytes = exactCopy(chunk);
+    dispatch(effSetChunk, 0, static_cast<intptr_t>(bytes.size()), bytes.data());
+}
+
+std::string FuzzedEffect::save() {
+    void *data = nullptr;
+    const intptr_t size = dispatch(effGetChunk, 0, 0, &data);
+    require(data && size >= 40, "a state can be saved");
+    return {static_cast<const char *>(data), static_cast<size_t>(size)};
+}
+
+void FuzzedEffect::hear() {
+    const int32_t channels = effect->numInputs;
+    require(channels >= 1 && channels <= 128 && channels == effect->numOutputs,
+            "the channel count is one that can be");
+    process(Channels(static_cast<size_t>(channels), noise(frames, 3)), frames);
+}
+
+} // namespace tonvale::test
