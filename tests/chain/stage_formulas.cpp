@@ -1,11 +1,9 @@
-#include "chain/stage_models.h"
+#include "chain/stage_formulas.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <complex>
-#include <cstdlib>
 #include <numbers>
+#include <random>
 
 namespace tonvale::test {
 
@@ -20,30 +18,11 @@ void grow(Signal &signal, size_t length) {
         channel.resize(std::max(length, channel.size()));
 }
 
-// What the resampler below makes of a channel that is asked for in blocks of 1024 frames and left
-// when all of its input was taken.
-std::vector<double> repeatFrames(const std::vector<double> &in, double ratio) {
-    double length = std::max(1.0, std::floor(static_cast<double>(in.size()) * ratio + 0.5));
-    for (double k = 1024; k < length; k += 1024) {
-        if (std::floor((k - 1) / ratio) + 1 >= static_cast<double>(in.size()))
-            length = k;
-    }
-    std::vector<double> out(static_cast<size_t>(length));
-    for (size_t k = 0; k < out.size(); ++k) {
-        const size_t source = static_cast<size_t>(static_cast<double>(k) / ratio);
-        out[k] = source < in.size() ? in[source] : 0.0;
-    }
-    return out;
-}
-
 void edit(Signal &s, const Settings &v) {
-    const double ratio = std::max(v[3], 0.001) * s.rate / s.rate;
     for (auto &c : s.channels) {
         const auto size = static_cast<double>(c.size());
         c.erase(c.begin(), c.begin() + std::lround(std::clamp(truncatedFrames(s, v[1]), 0., size)));
         c.resize(std::min(c.size(), static_cast<size_t>(std::max(truncatedFrames(s, v[2]), 0.0))));
-        if (std::abs(v[3] - 1) > 0.005 && !c.empty())
-            c = repeatFrames(c, ratio);
         for (double &x : c)
             x *= v[0];
         c.insert(c.begin(), static_cast<size_t>(std::max(truncatedFrames(s, v[4]), 0.0)), 0.0);
@@ -89,14 +68,12 @@ void filter(Signal &signal, const Settings &v) {
 
 void normalize(Signal &signal, const Settings &v) {
     double largest = 0;
-    for (const auto &channel : signal.channels) {
+    for (const auto &channel : signal.channels)
         for (double x : channel)
             largest = std::max(largest, std::abs(x));
-    }
-    for (auto &channel : signal.channels) {
+    for (auto &channel : signal.channels)
         for (double &x : channel)
-            x *= largest > 1e-11 ? v[0] / largest : 1.0;
-    }
+            x *= v[0] / largest;
 }
 
 void reverse(Signal &signal, const Settings &v) {
@@ -104,18 +81,16 @@ void reverse(Signal &signal, const Settings &v) {
         const double chosen = std::floor(v[2] + 0.5);
         if (chosen != 0 && chosen != static_cast<double>(c + 1))
             continue;
-        const std::vector<double> backwards(signal.channels[c].rbegin(), signal.channels[c].rend());
+        const Samples backwards(signal.channels[c].rbegin(), signal.channels[c].rend());
         for (size_t i = 0; i < backwards.size(); ++i)
             signal.channels[c][i] = v[1] * signal.channels[c][i] + v[0] * backwards[i];
     }
 }
 
-std::vector<double> convolved(const std::vector<double> &a, const std::vector<double> &b) {
-    std::vector<double> out(a.size() + b.size());
-    for (size_t i = 0; i < a.size(); ++i) {
-        for (size_t j = 0; j < b.size(); ++j)
-            out[i + j] += a[i] * b[j];
-    }
+Samples convolution(const Samples &a, const Samples &b) {
+    Samples out(a.size() + b.size());
+    for (size_t i = 0; i + 1 < out.size(); ++i)
+        out[i] = convolvedSample(a, b, i);
     return out;
 }
 
@@ -124,7 +99,7 @@ void channelTool(Signal &signal, const Settings &v) {
     const int action = static_cast<int>(v[2]), count = static_cast<int>(v[3]);
     auto &channels = signal.channels;
     const int needed = (action == 0 ? std::max(source, destination) : destination) + count;
-    const std::vector<double> silent(signal.length());
+    const Samples silent(signal.length());
     while (channels.size() < static_cast<size_t>(std::min(needed, 128)))
         channels.push_back(silent);
 
@@ -133,7 +108,7 @@ void channelTool(Signal &signal, const Settings &v) {
     const auto was = [&](int c) { return c < present ? before[static_cast<size_t>(c)] : silent; };
     for (int i = 0; i < count; ++i) {
         const auto held = was(source + i);
-        std::vector<double> dropped = silent;
+        Samples dropped = silent;
         const auto now = [&](int c) -> auto & {
             return c < present ? channels[static_cast<size_t>(c)] : dropped;
         };
@@ -146,14 +121,13 @@ void channelTool(Signal &signal, const Settings &v) {
             to[k] += action == 2 ? held[k] : -held[k];
         // A response without a channel passes the input through.
         if (action == 4 && source < present)
-            to = convolved(was(destination + i), held);
+            to = convolution(was(destination + i), held);
     }
     grow(signal, action == 4 && source < present ? 2 * silent.size() : 0);
-    if (const auto total = static_cast<size_t>(v[4]); total > 0) {
-        for (size_t c = 0; channels.size() < total; ++c)
-            channels.push_back(std::vector<double>(channels[c]));
-        channels.resize(total);
-    }
+    for (size_t c = 0; static_cast<double>(channels.size()) < v[4]; ++c)
+        channels.push_back(Samples(channels[c]));
+    if (v[4] > 0)
+        channels.resize(static_cast<size_t>(v[4]));
 }
 
 void echo(Signal &signal, const Settings &v) {
@@ -181,7 +155,7 @@ void echo(Signal &signal, const Settings &v) {
 
 // One line of the reverberator: what goes in comes out `size` steps later.
 struct Line {
-    std::vector<double> ring;
+    Samples ring;
     size_t steps = 0;
     double store = 0;
 
@@ -234,141 +208,44 @@ void reverb(Signal &signal, const Settings &v) {
     }
 }
 
-Settings drawEdit(Random &r) {
-    return {between(r, 0, 2),   between(r, -2, 10), between(r, -1, 60), between(r, 0.2, 3),
-            between(r, -2, 10), between(r, -2, 2),  between(r, -1, 1)};
-}
-
-Settings drawFilter(Random &r) {
-    return {between(r, 0.01, 1.2), between(r, -0.2, 0.9)};
-}
-
-Settings drawPeak(Random &r) {
-    return {between(r, 0, 2)};
-}
-
-Settings drawReverse(Random &r) {
-    return {between(r, 0, 2), between(r, 0, 2), between(r, 0, 5)};
-}
-
-Settings drawChannelTool(Random &r) {
-    const auto upTo = [&](double limit) { return std::floor(between(r, 0, limit)); };
-    return {upTo(6), upTo(6), upTo(6), 1 + upTo(4), std::max(0.0, upTo(14) - 5)};
-}
-
-Settings drawEcho(Random &r) {
-    return {between(r, -3, 9), between(r, 0, 30), between(r, 0, 6), between(r, 0, 1),
-            between(r, 0, 1),  between(r, 0, 4),  between(r, 0, 1)};
-}
-
-Settings drawReverb(Random &r) {
-    return {between(r, -3, 9),  between(r, 0, 90),  between(r, 0, 2),
-            between(r, 30, 98), between(r, 0, 100), between(r, -1.2, 1)};
-}
-
-class RepeatingResampler final : public ResamplerHandle {
-  public:
-    void destroy(int) override {
-        --StageHost::liveResamplers;
-        delete this;
-    }
-    void SetRates(double in, double out) override {
-        ratio = out / in;
-        StageHost::lastRates[0] = in;
-        StageHost::lastRates[1] = out;
-    }
-    void Reset() override {
-        taken.clear();
-        made = 0;
-    }
-    int Prepare(int outFrames, int channels, double **place) override {
-        const size_t wanted = outFrames < 1 ? 0 : sourceOf(made + outFrames - 1) + 1;
-        const size_t have = taken.size() / static_cast<size_t>(channels);
-        const size_t count = wanted > have ? wanted - have : 0;
-        taken.resize((have + count) * static_cast<size_t>(channels));
-        *place = taken.data() + have * static_cast<size_t>(channels);
-        return static_cast<int>(count);
-    }
-    int Out(double *out, int, int outFrames, int channels) override {
-        for (int i = 0; i < outFrames; ++i, ++made) {
-            for (size_t c = 0; c < static_cast<size_t>(channels); ++c)
-                *out++ = taken[sourceOf(made) * static_cast<size_t>(channels) + c];
-        }
-        return outFrames;
-    }
-    intptr_t Extended(int, intptr_t, intptr_t, intptr_t) override { return 0; }
-
-  private:
-    size_t sourceOf(int64_t frame) const {
-        return static_cast<size_t>(static_cast<double>(frame) / ratio);
-    }
-
-    double ratio = 1;
-    std::vector<double> taken;
-    int64_t made = 0;
-};
-
-ResamplerHandle *createResampler() {
-    ++StageHost::liveResamplers;
-    return new RepeatingResampler;
-}
-
-void transform(std::complex<double> *points, int n, double sign) {
-    if (n == 1)
-        return;
-    std::vector<std::complex<double>> halves[2];
-    for (int i = 0; i < n; ++i)
-        halves[i % 2].push_back(points[i]);
-    for (auto &half : halves)
-        transform(half.data(), n / 2, sign);
-    for (int k = 0; k < n / 2; ++k) {
-        const auto index = static_cast<size_t>(k);
-        const auto turned = halves[1][index] * std::polar(1.0, sign * 2 * std::numbers::pi * k / n);
-        points[k] = halves[0][index] + turned;
-        points[k + n / 2] = halves[0][index] - turned;
-    }
-}
-
-void hostTransform(double *points, int n, int inverse) {
-    transform(reinterpret_cast<std::complex<double> *>(points), n, inverse ? 1 : -1);
-}
-
-const StageModel models[] = {
-    {"BASICEDIT", {1, 0, 20000, 1, 0, 1, 0}, false, 16, drawEdit, edit, 1e-12},
-    {"FILT", {1, 0}, false, 8, drawFilter, filter, 1e-9},
-    {"NORM", {1}, false, 4, drawPeak, normalize, 1e-14},
-    {"REVERSE", {1, 0, 0}, false, 4, drawReverse, reverse, 1e-14},
-    {"CHANTOOL", {0, 1, 0, 1, 0}, true, 4, drawChannelTool, channelTool, 1e-6},
-    {"ECHOGEN", {0, 100, 10, 0.5, 0.25, 0, 0.5}, false, 16, drawEcho, echo, 1e-12},
-    {"VERBGEN", {0, 1000, 1, 50, 50, 1}, false, 16, drawReverb, reverb, 1e-15},
+const StageFormula formulas[] = {
+    {"BASICEDIT",
+     {1, 0, 20000, 1, 0, 1, 0},
+     false,
+     16,
+     {{0, 2}, {-2, 10}, {-1, 60}, {0.9951, 1.0049}, {-2, 10}, {-2, 2}, {-1, 1}},
+     edit,
+     1e-12},
+    {"FILT", {1, 0}, false, 8, {{-0.1, 1.2}, {-0.2, 1.1}}, filter, 1e-9},
+    {"NORM", {1}, false, 4, {{0, 2}}, normalize, 1e-14},
+    {"REVERSE", {1, 0, 0}, false, 4, {{0, 2}, {0, 2}, {0, 5}}, reverse, 1e-14},
+    {"CHANTOOL",
+     {0, 1, 0, 1, 0},
+     true,
+     4,
+     {{0, 6}, {0, 6}, {0, 6}, {1, 5}, {-5, 9}},
+     channelTool,
+     1e-6},
+    {"ECHOGEN",
+     {0, 100, 10, 0.5, 0.25, 0, 0.5},
+     false,
+     16,
+     {{-3, 9}, {0, 30}, {0, 6}, {0, 1}, {0, 1}, {0, 4}, {0, 1}},
+     echo,
+     1e-12},
+    {"VERBGEN",
+     {0, 1000, 1, 50, 50, 1},
+     false,
+     16,
+     {{-3, 9}, {-9, 90}, {0, 2}, {30, 98}, {0, 100}, {-1.2, 1}},
+     reverb,
+     1e-15},
 };
 
 } // namespace
 
-int StageHost::liveResamplers = 0;
-double StageHost::lastRates[2];
-
-StageHost::StageHost() {
-    hostFunctions.ZUB_fft_8 = hostTransform;
-    hostFunctions.Resampler_Create = createResampler;
-}
-
-std::span<const StageModel> stageModels() {
-    return models;
-}
-
-double between(Random &random, double low, double high) {
-    return std::uniform_real_distribution<double>(low, high)(random);
-}
-
-Signal noise(Random &random, int32_t channels, int32_t length, double rate) {
-    Signal signal{rate, {}};
-    signal.channels.resize(static_cast<size_t>(channels));
-    for (auto &channel : signal.channels) {
-        channel.resize(static_cast<size_t>(length));
-        std::generate(channel.begin(), channel.end(), [&] { return between(random, -1, 1); });
-    }
-    return signal;
+std::span<const StageFormula> stageFormulas() {
+    return formulas;
 }
 
 void load(ImpulseBuffer &impulse, const Signal &signal) {
@@ -395,31 +272,21 @@ std::unique_ptr<StatusStage> makeStage(const char *key, const std::string &value
     return std::unique_ptr<StatusStage>(stage);
 }
 
-std::string toText(const Settings &settings) {
-    std::string text;
-    for (double value : settings) {
-        char digits[32];
-        text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-        text += ' ';
-    }
-    return text;
-}
-
-Settings readBack(ImpulseGenerator &stage) {
-    char text[4096];
-    stage.saveText(text, sizeof text);
-    Settings settings;
-    char *place = text + std::string(stage.getTypeKey()).size();
-    while (*place)
-        settings.push_back(std::strtod(place, &place));
-    return settings;
-}
-
 Signal runStage(const char *key, const std::string &values, const Signal &input) {
     ImpulseBuffer impulse;
     load(impulse, input);
     makeStage(key, values)->process(impulse);
     return read(impulse);
+}
+
+Samples burst(double rate, double gain) {
+    Samples samples(static_cast<size_t>(rate / 5.0));
+    for (size_t i = 0; i < samples.size(); ++i) {
+        const double t = static_cast<double>(i) / rate;
+        samples[i] = gain * (1.0 + std::sin(2.0 * std::numbers::pi * 500.0 * t)) *
+                     std::exp(-0.5 * std::pow((t - 0.1) / 0.02, 2.0));
+    }
+    return samples;
 }
 
 } // namespace tonvale::test
