@@ -29,9 +29,9 @@ Settings draw(const StageFormula &formula, Random &random) {
     for (const auto &[low, high] : formula.limits) {
         const double value = std::uniform_real_distribution<double>(low, high)(random);
         const double tenth = std::round(value * 10) / 10;
-        settings.push_back(formula.wholeNumbers ? std::trunc(value)
-                           : below(random, 2)   ? tenth
-                                                : value);
+        settings.push_back(formula.hasWholeNumbers() ? std::trunc(value)
+                           : below(random, 2)        ? tenth
+                                                     : value);
     }
     return settings;
 }
@@ -109,7 +109,8 @@ TEST_P(EveryStage, KeepsItsSettingsThroughBothForms) {
     EXPECT_TRUE(stage->loadText((toText(settings) + "\t99 more").c_str()));
     std::string line = formula.key;
     for (double v : settings)
-        line += ' ' + (formula.wholeNumbers ? std::to_string(std::lround(v)) : std::to_string(v));
+        line +=
+            ' ' + (formula.hasWholeNumbers() ? std::to_string(std::lround(v)) : std::to_string(v));
     for (size_t size = 1; size < line.size() + 2; ++size) {
         std::vector<char> text(size + 1, '#');
         stage->saveText(text.data(), static_cast<int32_t>(size));

@@ -37,12 +37,6 @@ class FileStage : public StageTest<> {
         return read(impulse).channels;
     }
 
-    static Samples scaled(Samples samples, double gain) {
-        for (double &sample : samples)
-            sample *= gain;
-        return samples;
-    }
-
     static constexpr int32_t offsetOne = 1 << 8;
     static constexpr const char *nothing = "<no file loaded>";
     std::string status;

@@ -95,35 +95,29 @@ Samples convolution(const Samples &a, const Samples &b) {
 }
 
 void channelTool(Signal &signal, const Settings &v) {
-    const int source = static_cast<int>(v[0]), destination = static_cast<int>(v[1]);
-    const int action = static_cast<int>(v[2]), count = static_cast<int>(v[3]);
+    const auto source = static_cast<size_t>(v[0]), destination = static_cast<size_t>(v[1]);
+    const auto action = static_cast<size_t>(v[2]), count = static_cast<size_t>(v[3]);
     auto &channels = signal.channels;
-    const int needed = (action == 0 ? std::max(source, destination) : destination) + count;
-    const Samples silent(signal.length());
-    while (channels.size() < static_cast<size_t>(std::min(needed, 128)))
-        channels.push_back(silent);
+    const size_t highest = action == 0 ? std::max(source, destination) : destination;
+    const size_t present = std::max(channels.size(), highest + count);
+    const bool convolves = action == 4 && source < present;
 
-    const auto before = channels;
-    const int present = static_cast<int>(channels.size());
-    const auto was = [&](int c) { return c < present ? before[static_cast<size_t>(c)] : silent; };
-    for (int i = 0; i < count; ++i) {
-        const auto held = was(source + i);
-        Samples dropped = silent;
-        const auto now = [&](int c) -> auto & {
-            return c < present ? channels[static_cast<size_t>(c)] : dropped;
-        };
-        auto &to = now(destination + i);
+    // More than there are: those are silent, and what they get is dropped.
+    channels.resize(16, Samples(signal.length()));
+    const Channels before = channels;
+    for (size_t from = source, to = destination; from < source + count; ++from, ++to) {
         if (action == 0)
-            now(source + i) = to;
+            channels[from] = channels[to];
         if (action < 2)
-            to = held;
-        for (size_t k = 0; k < to.size() && (action == 2 || action == 3); ++k)
-            to[k] += action == 2 ? held[k] : -held[k];
+            channels[to] = before[from];
+        for (size_t k = 0; k < signal.length() && (action == 2 || action == 3); ++k)
+            channels[to][k] += action == 2 ? before[from][k] : -before[from][k];
         // A response without a channel passes the input through.
-        if (action == 4 && source < present)
-            to = convolution(was(destination + i), held);
+        if (convolves)
+            channels[to] = convolution(before[to], before[from]);
     }
-    grow(signal, action == 4 && source < present ? 2 * silent.size() : 0);
+    channels.resize(present);
+    grow(signal, convolves ? 2 * before[0].size() : 0);
     for (size_t c = 0; static_cast<double>(channels.size()) < v[4]; ++c)
         channels.push_back(Samples(channels[c]));
     if (v[4] > 0)
@@ -211,31 +205,22 @@ void reverb(Signal &signal, const Settings &v) {
 const StageFormula formulas[] = {
     {"BASICEDIT",
      {1, 0, 20000, 1, 0, 1, 0},
-     false,
      16,
      {{0, 2}, {-2, 10}, {-1, 60}, {0.9951, 1.0049}, {-2, 10}, {-2, 2}, {-1, 1}},
      edit,
      1e-12},
-    {"FILT", {1, 0}, false, 8, {{-0.1, 1.2}, {-0.2, 1.1}}, filter, 1e-9},
-    {"NORM", {1}, false, 4, {{0, 2}}, normalize, 1e-14},
-    {"REVERSE", {1, 0, 0}, false, 4, {{0, 2}, {0, 2}, {0, 5}}, reverse, 1e-14},
-    {"CHANTOOL",
-     {0, 1, 0, 1, 0},
-     true,
-     4,
-     {{0, 6}, {0, 6}, {0, 6}, {1, 5}, {-5, 9}},
-     channelTool,
-     1e-6},
+    {"FILT", {1, 0}, 8, {{-0.1, 1.2}, {-0.2, 1.1}}, filter, 1e-9},
+    {"NORM", {1}, 4, {{0, 2}}, normalize, 1e-14},
+    {"REVERSE", {1, 0, 0}, 4, {{0, 2}, {0, 2}, {0, 5}}, reverse, 1e-14},
+    {"CHANTOOL", {0, 1, 0, 1, 0}, 4, {{0, 6}, {0, 6}, {0, 6}, {1, 5}, {-5, 9}}, channelTool, 1e-6},
     {"ECHOGEN",
      {0, 100, 10, 0.5, 0.25, 0, 0.5},
-     false,
      16,
      {{-3, 9}, {0, 30}, {0, 6}, {0, 1}, {0, 1}, {0, 4}, {0, 1}},
      echo,
      1e-12},
     {"VERBGEN",
      {0, 1000, 1, 50, 50, 1},
-     false,
      16,
      {{-3, 9}, {-9, 90}, {0, 2}, {30, 98}, {0, 100}, {-1.2, 1}},
      reverb,

@@ -24,11 +24,12 @@ struct Signal {
 struct StageFormula {
     const char *key;
     Settings defaults;
-    bool wholeNumbers;                                     ///< the Channel Tool's
     int32_t fewestSize;                                    ///< bytes that loadState takes
     std::vector<std::pair<double, double>> limits;         ///< of the settings to try
     void (*run)(Signal &signal, const Settings &settings); ///< without a stretch in time
     double tolerance; ///< of the stage against its formula, relative to a channel's peak
+
+    bool hasWholeNumbers() const { return std::string(key) == "CHANTOOL"; }
 };
 std::span<const StageFormula> stageFormulas();
 
