@@ -186,7 +186,7 @@ TEST(StageRegistry, IsInTheOrderOfItsNamesAndMakesWhatAKeyNames) {
 
 TEST(StageStatus, TellsWhatCameAndWhatWent) {
     ImpulseBuffer impulse;
-    load(impulse, {44100, {Samples(22050)}});
+    load(impulse, {44500, {Samples(22250)}});
     const auto pan = makeStage("BASICEDIT", "1 250 20000 1 0 1 0.5");
     pan->process(impulse);
     EXPECT_STREQ(pan->inputStatus, "Input: 0.50s 44kHz 1ch");
