@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,10 @@ class WithheldFunction {
 /// Fetches the host functions, for tests below the level of an effect.
 void loadTestHost();
 
+/// For the rest of the process the host lends a slow transform that needs no plans: measuring them
+/// takes seconds in each process that finds none in the cache. For tests that hardly transform.
+void lendUnplannedTransform();
+
 /// While it lives the host's transform puts the bins in a random but fixed order, as a host may.
 class PermutedTransform {
   public:
@@ -54,8 +59,15 @@ class PermutedTransform {
 
 using Channels = std::vector<std::vector<double>>;
 
+/// What a media file says of itself that isn't so.
+struct MediaClaims {
+    std::optional<double> seconds{};
+    std::optional<int> channels{};
+};
+
 /// Makes `channels` a media file of the name "memory:NAME" for as long as the process lives.
-void putMedia(const std::string &name, double rate, const Channels &channels);
+void putMedia(const std::string &name, double rate, const Channels &channels,
+              const MediaClaims &claims = {});
 /// How many sources on such files are open.
 int openMediaSources();
 

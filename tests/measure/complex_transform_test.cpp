@@ -1,31 +1,15 @@
 #include "measure/complex_transform.h"
 
-#include <algorithm>
-#include <cmath>
+#include "host/effect_driver.h"
+
 #include <complex>
 #include <gtest/gtest.h>
 #include <numbers>
-#include <random>
-#include <vector>
 
-namespace tonvale {
-
+namespace tonvale::test {
 namespace {
 
 using Points = std::vector<std::complex<double>>;
-
-Points noise(size_t count) {
-    std::mt19937 random(7);
-    std::uniform_real_distribution<double> level(-1.0, 1.0);
-    Points points(count);
-    for (auto &point : points)
-        point = {level(random), level(random)};
-    return points;
-}
-
-double *raw(Points &points) {
-    return reinterpret_cast<double *>(points.data());
-}
 
 /// Bin k straight from the definition.
 std::complex<double> directBin(const Points &x, size_t k, int sign) {
@@ -37,19 +21,20 @@ std::complex<double> directBin(const Points &x, size_t k, int sign) {
     return sum;
 }
 
-} // namespace
-
 TEST(ComplexTransform, AgreesWithTheDefinitionAtEverySizeBothWays) {
     for (int32_t bits = 0; bits <= 13; ++bits) {
         const size_t n = size_t{1} << bits;
-        const Points input = noise(n);
+        const std::vector<double> re = noise(n, 7), im = noise(n, 8);
+        Points input(n);
+        for (size_t i = 0; i < n; ++i)
+            input[i] = {re[i], im[i]};
         ComplexTransform transform;
         ASSERT_TRUE(transform.prepare(bits));
         Points forward = input, inverse = input;
-        transform.forward(raw(forward));
-        transform.inverse(raw(inverse));
+        transform.forward(reinterpret_cast<double *>(forward.data()));
+        transform.inverse(reinterpret_cast<double *>(inverse.data()));
         double error = 0.0;
-        for (size_t k = 0; k < n; k += std::max<size_t>(n / 512, 1)) {
+        for (size_t k = 0; k < n; k += std::max<size_t>(n / 256, 1)) {
             // An odd step past the small sizes, so that all places of a block are seen.
             const size_t bin = k * 5 % n;
             error = std::max(error, std::abs(forward[bin] - directBin(input, bin, -1)));
@@ -59,19 +44,5 @@ TEST(ComplexTransform, AgreesWithTheDefinitionAtEverySizeBothWays) {
     }
 }
 
-TEST(ComplexTransform, ComesBackAsTheInputTimesTheSize) {
-    for (const int32_t bits : {10, 17}) {
-        const Points input = noise(size_t{1} << bits);
-        ComplexTransform transform;
-        ASSERT_TRUE(transform.prepare(bits));
-        Points points = input;
-        transform.forward(raw(points));
-        transform.inverse(raw(points));
-        double error = 0.0;
-        for (size_t i = 0; i < input.size(); ++i)
-            error = std::max(error, std::abs(points[i] - std::ldexp(1.0, bits) * input[i]));
-        EXPECT_LT(std::ldexp(error, -bits), 4e-15);
-    }
-}
-
-} // namespace tonvale
+} // namespace
+} // namespace tonvale::test

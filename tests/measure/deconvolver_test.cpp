@@ -1,42 +1,16 @@
-#include "host/host_object_ptr.h"
 #include "measure/deconvolver.h"
+
 #include "measure/source_reading.h"
 #include "measure/test_tone.h"
-#include "tests/measure/fake_media.h"
+#include "tests/measure/measure_test.h"
 
 #include <limits>
 #include <malloc.h>
-#include <random>
 
-namespace tonvale {
-
+namespace tonvale::test {
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-
-int allocationsLeft = 0;
-bool grantsWhileSomeAreLeft(size_t) {
-    return allocationsLeft-- > 0;
-}
-
-size_t largestRequest = 0;
-bool grantsAndNotesTheLargest(size_t bytes) {
-    largestRequest = std::max(largestRequest, bytes);
-    return true;
-}
-
-size_t heapInUse() {
-    const auto info = mallinfo2();
-    return info.uordblks + info.hblkhd;
-}
-
-Signal noise(size_t length, unsigned seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<double> level(-0.9, 0.9);
-    Signal signal(length);
-    std::generate(signal.begin(), signal.end(), [&] { return level(random); });
-    return signal;
-}
+using Signal = std::vector<double>;
 
 Signal delayed(const Signal &signal, size_t by) {
     Signal result(by, 0.0);
@@ -44,247 +18,179 @@ Signal delayed(const Signal &signal, size_t by) {
     return result;
 }
 
-/// A few decaying echoes within `length` samples.
-Signal room(size_t length, unsigned seed) {
-    Signal result(length, 0.0);
-    std::mt19937 random(seed);
-    for (int echo = 1; echo <= 24; ++echo)
-        result[random() % length] += std::pow(-0.85, echo);
-    result.back() = 0.02;
-    return result;
-}
-
-/// Direct convolution.
 Signal played(const Signal &tone, const Signal &through) {
-    Signal result(tone.size() + through.size() - 1, 0.0);
-    for (size_t d = 0; d < through.size(); ++d) {
-        if (through[d] == 0.0)
-            continue;
-        for (size_t n = 0; n < tone.size(); ++n)
-            result[n + d] += through[d] * tone[n];
-    }
+    Signal result(tone.size() + through.size() - 1);
+    for (size_t n = 0; n < result.size(); ++n)
+        result[n] = convolvedSample(tone, through, n);
     return result;
-}
-
-/// The largest difference, what one signal lacks counting as zero.
-double difference(const Signal &a, const Signal &b) {
-    double largest = 0.0;
-    for (size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
-        const double x = i < a.size() ? a[i] : 0.0;
-        const double y = i < b.size() ? b[i] : 0.0;
-        largest = std::max(largest, std::fabs(x - y));
-    }
-    return largest;
 }
 
 class Deconvolver : public MeasureTest {
   protected:
-    static Signal testTone(double seconds) {
-        writeTestTone("tone", {seconds});
-        return std::move(fakeMedia.written["tone"].channels.at(0));
+    MeasureOutcome run(int32_t floor, const MeasureProgress &progress = {}) {
+        return deconvolve(recording.c_str(), tone.c_str(), out.c_str(), {floor, 64}, progress);
     }
+    bool hasWritten() const { return std::filesystem::exists(out); }
 
-    static MeasureOutcome run(int32_t floor, const MeasureProgress &progress = {}) {
-        return deconvolve("recording", "tone", "out", {floor, 24}, progress);
-    }
+    std::string recording = "memory:recording", tone = "memory:tone";
 };
 
-} // namespace
-
 TEST_F(Deconvolver, FindsWhatIsAudibleWithAMarginOfSixteenFrames) {
-    struct Case {
+    const struct {
         size_t total;
         std::vector<size_t> audible;
         double threshold;
         int32_t start, length;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {3000, {700, 1500}, 0.1, 684, 832}, // to 1516
         {3000, {5, 2990}, 0.1, 0, 3000},    // both margins cut by the ends
-        {3000, {2999}, 0.1, 2983, 17},
         {3000, {0}, 0.1, 0, 16},
-        {3000, {0, 700}, 0.1, 0, 716},
-        {3000, {}, 0.1, 0, 16},
         {3000, {1500}, 0.5, 0, 16}, // as loud as the threshold is not above it
         {3000, {1500}, -1.0, 0, 3000},
         {7, {}, 0.1, 0, 7},
         {0, {}, 0.1, 0, 0},
     };
-    for (const Case &c : cases) {
-        FakeFile file{{Signal(c.total, 0.0), Signal(c.total, 0.0)}};
+    for (const auto &c : cases) {
+        Channels channels(2, Signal(c.total));
         for (size_t i = 0; i < c.audible.size(); ++i)
-            file.channels[i % 2][c.audible[i]] = -0.5;
-        const HostObjectPtr<MediaSource> source(new FakeSource(file));
-        const FrameRange range = findAudibleRange(*source, c.threshold);
+            channels[i % 2][c.audible[i]] = -0.5;
+        putMedia("range", 44100.0, channels);
+        const FrameRange range = findAudibleRange(*openMedia("memory:range"), c.threshold);
         EXPECT_EQ(range.start, c.start);
         EXPECT_EQ(range.length, c.length);
     }
 }
 
-TEST_F(Deconvolver, LeavesZeroWhatASourceDoesNotDeliver) {
-    FakeFile file{{noise(900, 1), noise(900, 2)}};
-    const HostObjectPtr<MediaSource> source(new FakeSource(file));
-    ChannelBlocks channels;
-    ASSERT_TRUE(readChannels(*source, {100, 1000}, 10, channels));
-    ASSERT_EQ(channels.getSize(), 2);
-    for (size_t i = 0; i < 1024; ++i) {
-        for (size_t c = 0; c < 2; ++c) {
-            const double *point = channels.get(static_cast<int32_t>(c)) + 2 * i;
-            ASSERT_EQ(point[0], i < 800 ? file.channels[c][100 + i] : 0.0);
-            ASSERT_EQ(point[1], 0.0);
-        }
-    }
-}
-
 TEST_F(Deconvolver, GivesSilenceInBinsWithoutTone) {
     double points[] = {3.0, 4.0, 3.0, 4.0, 3.0, 4.0};
-    const double tone[] = {1.0, -2.0, 3e-11, 0.0, 0.0, 3.2e-11};
-    divideSpectra(points, tone, 3, 0.5);
-    // (3 + 4i) / (1 - 2i) = -1 + 2i
-    EXPECT_NEAR(points[0], -0.5, 1e-15);
-    EXPECT_NEAR(points[1], 1.0, 1e-15);
-    EXPECT_EQ(points[2], 0.0);
-    EXPECT_EQ(points[3], 0.0);
-    // (3 + 4i) / (3.2e-11 i), 3.2e-11 squared being just above the limit
-    EXPECT_NEAR(points[4], 6.25e10, 1e-3);
-    EXPECT_NEAR(points[5], -4.6875e10, 1e-3);
+    const double weak[] = {1.0, -2.0, 3e-11, 0.0, 0.0, 3.2e-11};
+    divideSpectra(points, weak, 3, 0.5);
+    // (3 + 4i) / (1 - 2i), nothing, and (3 + 4i) / 3.2e-11 i, its square just above the limit
+    const double expected[] = {-0.5, 1.0, 0.0, 0.0, 6.25e10, -4.6875e10};
+    for (size_t i = 0; i < 6; ++i)
+        EXPECT_NEAR(points[i], expected[i], std::fabs(expected[i]) * 1e-14);
 }
 
 TEST_F(Deconvolver, FindsTheRoomThatTheToneWasPlayedIn) {
-    const Signal sweep = testTone(0.5), grain = noise(1024, 3), other = noise(1024, 4);
-    const Signal left = room(3000, 1), right = room(2500, 2), echo = {1.0, 0.0, 0.0, -0.5};
+    ASSERT_EQ(writeTestTone(out.c_str(), {0.5, 44100.0, 64}), MeasureOutcome::done);
+    const Signal sweep = readFile(out).channels.at(0);
+    const Signal grain = noise(1024, 3), other = noise(1024, 4), spike = {1.0};
+    const Signal left = roomNoise(900, 1), right = roomNoise(500, 2), echo = {1.0, 0.0, 0.0, -0.5};
+    const Channels stereo = {played(sweep, left), delayed(played(sweep, right), 400)};
     Signal turned = grain;
     std::rotate(turned.rbegin(), turned.rbegin() + 5, turned.rend());
-    struct Case {
+    const struct {
         const char *what;
-        FakeFile recording, tone;
+        Channels recorded, played;
         int32_t floor;
-        std::vector<Signal> expected;
+        Channels expected;
         size_t length;
+        MediaClaims claims;
+    } cases[] = {
+        {"delayed", {delayed(sweep, 1000)}, {sweep}, -100, {spike}, 1, {}},
+        {"untrimmed", {delayed(sweep, 1000)}, {sweep}, -150, {delayed(spike, 1000)}, 23050, {}},
+        {"a stereo room", stereo, {sweep}, -150, {left, delayed(right, 400)}, 22949, {}},
+        {"in turn", {other, grain, other}, {other, grain}, -150, {spike, spike, spike}, 1024, {}},
+        {"no room for the wrap", {turned}, {grain}, -150, {delayed(spike, 5)}, 1024, {}},
+        {"past a size", {delayed(grain, 1)}, {grain}, -150, {delayed(spike, 1)}, 1025, {}},
+        {"trimmed result", {delayed(played(grain, echo), 9)}, {grain}, -100, {echo}, 4, {}},
+        {"floor of full scale", {played(sweep, {0.5})}, {sweep}, 0, {{0.5}}, 1, {}},
+        {"fewer frames than told", {grain}, {grain}, -150, {spike}, 2205, {.seconds = 0.05}},
     };
-    const Case cases[] = {
-        {"the tone itself", {{sweep}}, {{sweep}}, -100, {{1.0}}, 1},
-        {"delayed", {{delayed(sweep, 1000)}}, {{sweep}}, -100, {{1.0}}, 1},
-        {"untrimmed", {{delayed(sweep, 1000)}}, {{sweep}}, -150, {delayed({1.0}, 1000)}, 23050},
-        {"a stereo room",
-         {{played(sweep, left), delayed(played(sweep, right), 500)}, 44100.9},
-         {{sweep}},
-         -150,
-         {left, delayed(right, 500)},
-         25049},
-        {"a stereo tone",
-         {{played(sweep, left)}},
-         {{sweep, delayed(other, 21026)}},
-         -150,
-         {left},
-         25049},
-        {"channels in turn",
-         {{other, grain, other}},
-         {{other, grain}},
-         -150,
-         {{1.0}, {1.0}, {1.0}},
-         1024},
-        {"no room for the wrap", {{turned}}, {{grain}}, -150, {delayed({1.0}, 5)}, 1024},
-        {"one sample beyond a size",
-         {{delayed(grain, 1)}},
-         {{grain}},
-         -150,
-         {delayed({1.0}, 1)},
-         1025},
-        {"trimmed result", {{delayed(played(grain, echo), 9)}}, {{grain}}, -100, {echo}, 4},
-        {"floor of full scale", {{played(sweep, {0.5})}}, {{sweep}}, 0, {{0.5}}, 1},
-    };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
-        fakeMedia.files = {{"recording", c.recording}, {"tone", c.tone}};
-        fakeMedia.written.clear();
+        putMedia("recording", 44100.9, c.recorded, c.claims);
+        putMedia("tone", 44100.0, c.played);
         ASSERT_EQ(run(c.floor), MeasureOutcome::done);
-        const WrittenFile &file = fakeMedia.written.at("out");
-        EXPECT_EQ(file.rate, 44100);
-        EXPECT_EQ(file.format, (std::vector<uint8_t>{0x65, 0x76, 0x61, 0x77, 24}));
-        ASSERT_EQ(file.channels.size(), c.expected.size());
+        const Sound result = readFile(out);
+        EXPECT_EQ(result.rate, 44100.0);
+        ASSERT_EQ(result.channels.size(), c.expected.size());
         for (size_t i = 0; i < c.expected.size(); ++i) {
-            EXPECT_EQ(file.channels[i].size(), c.length);
-            EXPECT_LT(difference(file.channels[i], c.expected[i]), 1e-12);
+            Signal expected = c.expected[i];
+            expected.resize(c.length);
+            ASSERT_EQ(result.channels[i].size(), c.length);
+            for (size_t k = 0; k < c.length; ++k)
+                ASSERT_NEAR(result.channels[i][k], expected[k], 1e-12) << k;
         }
     }
 }
 
 TEST_F(Deconvolver, TellsWhyItFailsAndLeavesNothing) {
-    const FakeFile good{{noise(2000, 5)}}, none{{{}}}, deaf{{}, 44100.0, 1.0};
-    const FakeFile endless{{noise(10, 1)}, 44100.0, 1e300},
-        wide{{noise(10, 1)}, 44100.0, 1.0, INT32_MAX};
-    struct Case {
-        std::map<std::string, FakeFile> files;
-        const char *message;
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    putMedia("good", 44100.0, {noise(2000, 5)});
+    putMedia("faster", 44101.5, {noise(9, 1)});
+    putMedia("empty", 44100.0, {{}});
+    putMedia("timeless", 44100.0, {{}}, {.seconds = nan});
+    putMedia("endless", 44100.0, {noise(10, 1)}, {.seconds = 1e300});
+    putMedia("long", 44100.0, {{}}, {.seconds = 0x1p30 / 44100.0 + 1.0});
+    putMedia("deaf", 44100.0, {}, {.seconds = 1.0});
+    putMedia("wide", 44100.0, {noise(10, 1)}, {.channels = INT32_MAX});
+    const struct {
+        const char *recording, *tone, *message;
+    } cases[] = {
+        {"missing", "good", "Error opening file to be deconvolved"},
+        {"good", "missing", "Error opening test tone"},
+        {"good", "faster", "Sample rate mismatch between file to be deconvolved and test tone"},
+        {"empty", "good", "One or both files silent"},
+        {"good", "timeless", "One or both files silent"},
+        {"endless", "good", "Error allocating memory"},
+        {"good", "long", "Error allocating memory"},
+        {"deaf", "good", "Error decoding media"},
+        {"good", "deaf", "Error decoding media"},
+        {"wide", "good", "Error decoding media"},
     };
-    const char *const mismatch =
-        "Sample rate mismatch between file to be deconvolved and test tone";
-    const Case cases[] = {
-        {{{"tone", good}}, "Error opening file to be deconvolved"},
-        {{{"recording", good}}, "Error opening test tone"},
-        {{{"recording", good}, {"tone", {{noise(9, 1)}, 44101.5}}}, mismatch},
-        {{{"recording", none}, {"tone", good}}, "One or both files silent"},
-        {{{"recording", good}, {"tone", {{}, 44100.0, nan}}}, "One or both files silent"},
-        {{{"recording", endless}, {"tone", good}}, "Error allocating memory"},
-        {{{"recording", good}, {"tone", {{}, 44100.0, 0x1p30 / 44100.0 + 1.0}}},
-         "Error allocating memory"},
-        {{{"recording", deaf}, {"tone", good}}, "Error decoding media"},
-        {{{"recording", good}, {"tone", deaf}}, "Error decoding media"},
-        {{{"recording", wide}, {"tone", good}}, "Error decoding media"},
-    };
-    largestRequest = 0;
-    setAllocationGate(grantsAndNotesTheLargest);
-    for (const Case &c : cases) {
-        fakeMedia.files = c.files;
-        EXPECT_STREQ(measureMessage(run(-150)), c.message);
-        EXPECT_EQ(fakeMedia.liveObjects, 0);
-    }
     // What can't be had is not asked for, since a system may promise more memory than it has.
-    EXPECT_LT(largestRequest, 1u << 24);
-    fakeMedia.files = {{"recording", good}, {"tone", good}};
-    fakeMedia.refusesSinks = true;
+    const AllocationLimit limit(INT32_MAX, 1u << 24);
+    for (const auto &c : cases) {
+        recording = std::string("memory:") + c.recording;
+        tone = std::string("memory:") + c.tone;
+        EXPECT_STREQ(measureMessage(run(-150)), c.message);
+    }
+    EXPECT_EQ(limit.refused(), 0);
+    EXPECT_FALSE(hasWritten());
+    recording = tone = "memory:good";
+    std::filesystem::remove(folder.path);
     EXPECT_STREQ(measureMessage(run(-150)), "Error creating output file");
     hostFunctions.PCM_Sink_Create = nullptr;
     EXPECT_EQ(run(-150), MeasureOutcome::unavailable);
-    EXPECT_TRUE(fakeMedia.written.empty());
 }
 
 TEST_F(Deconvolver, GivesAllMemoryBackWhicheverRequestIsRefused) {
-    fakeMedia.files = {{"recording", {{noise(40000, 1), noise(40000, 2)}}},
-                       {"tone", {{noise(40000, 3)}}}};
+    const auto heapInUse = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+    putMedia("recording", 44100.0, {noise(40000, 1), noise(40000, 2)});
+    putMedia("tone", 44100.0, {noise(40000, 3)});
     std::map<MeasureOutcome, int> outcomes;
-    for (int granted = 0; outcomes[MeasureOutcome::done] == 0; ++granted) {
-        ASSERT_LT(granted, 100);
-        allocationsLeft = granted;
-        setAllocationGate(grantsWhileSomeAreLeft);
+    for (int granted = 0; granted < 100 && !hasWritten(); ++granted) {
+        const AllocationLimit limit(granted);
         const size_t before = heapInUse();
         const MeasureOutcome outcome = run(-150);
-        if (outcome != MeasureOutcome::done) {
-            EXPECT_EQ(heapInUse(), before) << granted;
-            EXPECT_TRUE(fakeMedia.written.empty());
-        }
         ++outcomes[outcome];
+        EXPECT_TRUE(heapInUse() == before || outcome == MeasureOutcome::done) << granted;
     }
     EXPECT_EQ(outcomes[MeasureOutcome::outOfMemory], 3);
     EXPECT_GE(outcomes[MeasureOutcome::decodingFailed], 5);
+    EXPECT_EQ(outcomes[MeasureOutcome::done], 1);
     EXPECT_EQ(outcomes.size(), 3u);
 }
 
 TEST_F(Deconvolver, CanBeCancelledAtEveryStepBeforeItWrites) {
-    fakeMedia.files = {{"recording", {{noise(2000, 1), noise(2000, 2)}}},
-                       {"tone", {{noise(900, 3)}}}};
-    std::vector<double> fractions;
-    ASSERT_EQ(run(-120, [&](double fraction) { return fractions.push_back(fraction), true; }),
-              MeasureOutcome::done);
-    EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
-    EXPECT_EQ(fractions.back(), 1.0);
-    fakeMedia.written.clear();
-    for (size_t i = 0; i + 1 < fractions.size(); ++i) {
-        EXPECT_EQ(run(-120, [&](double fraction) { return fraction < fractions[i]; }),
-                  MeasureOutcome::cancelled);
+    putMedia("recording", 44100.0, {noise(2000, 1), noise(2000, 2)});
+    putMedia("tone", 44100.0, {noise(900, 3)});
+    int steps = 0;
+    for (bool done = false; !done; ++steps) {
+        EXPECT_FALSE(hasWritten());
+        double before = 0.0;
+        int left = steps;
+        const MeasureOutcome outcome = run(-120, [&](double fraction) {
+            EXPECT_GT(fraction, std::exchange(before, fraction));
+            return left-- > 0;
+        });
+        done = outcome != MeasureOutcome::cancelled;
+        EXPECT_EQ(before == 1.0, done);
     }
-    EXPECT_TRUE(fakeMedia.written.empty());
+    EXPECT_EQ(steps, 10);
+    EXPECT_TRUE(hasWritten());
 }
 
-} // namespace tonvale
+} // namespace
+} // namespace tonvale::test

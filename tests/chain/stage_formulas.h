@@ -1,0 +1,55 @@
+#pragma once
+
+#include "chain/status_stage.h"
+#include "host/effect_driver.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <span>
+
+// Second opinions on what the stages do, written from their formulas over plain vectors.
+
+namespace tonvale::test {
+
+using Samples = std::vector<double>;
+using Settings = std::vector<double>; ///< in the order of the text form
+
+struct Signal {
+    double rate;
+    Channels channels;
+
+    size_t length() const { return channels[0].size(); }
+};
+
+struct StageFormula {
+    const char *key;
+    Settings defaults;
+    int32_t fewestSize;                                    ///< bytes that loadState takes
+    std::vector<std::pair<double, double>> limits;         ///< of the settings to try
+    void (*run)(Signal &signal, const Settings &settings); ///< without a stretch in time
+    double tolerance; ///< of the stage against its formula, relative to a channel's peak
+
+    bool hasWholeNumbers() const { return std::string(key) == "CHANTOOL"; }
+};
+std::span<const StageFormula> stageFormulas();
+
+void load(ImpulseBuffer &impulse, const Signal &signal);
+Signal read(const ImpulseBuffer &impulse);
+
+std::unique_ptr<StatusStage> makeStage(const char *key, const std::string &values = "");
+Signal runStage(const char *key, const std::string &values, const Signal &input);
+
+/// 0.2 seconds of a smooth burst, of which no band limit takes anything.
+Samples burst(double rate, double gain = 1.0);
+
+/// With the functions of the tests' host.
+template <class Base = testing::Test>
+class StageTest : public Base {
+  protected:
+    void SetUp() override {
+        lendUnplannedTransform();
+        loadTestHost();
+    }
+};
+
+} // namespace tonvale::test
