@@ -1,6 +1,7 @@
 #pragma once
 
-#include <filesystem>
+#include "workbench/services/test_folder.h"
+
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -8,19 +9,11 @@
 namespace tonvale::test {
 
 /// A folder of its own for one test, gone at its end.
-class TemporaryFolder {
+class TemporaryFolder : private workbench::TestFolder {
   public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-
-    std::string operator/(const std::string &name) const { return (path / name).string(); }
+    std::string operator/(const std::string &name) const { return file(name); }
     /// Names of everything in it, sorted.
     std::vector<std::string> names() const;
-
-  private:
-    std::filesystem::path path;
 };
 
 struct ProgramResult {
@@ -31,9 +24,12 @@ struct ProgramResult {
 
 using Words = std::vector<std::string>;
 
+Words operator+(Words words, const Words &more);
+
 /// Runs `tonvale` with these words and waits for it.
 ProgramResult runProgram(const Words &words);
-
+/// The same; fails the running test unless all went well in silence. Answers the output.
+std::string runWell(const Words &words);
 /// Starts `tonvale` with its outputs thrown away.
 pid_t startProgram(const Words &words);
 

@@ -12,59 +12,56 @@ namespace {
 // A response is stored in single precision; these responses have a few hundred samples near 1.
 constexpr double convolutionError = 1e-4;
 
-class RenderCommand : public testing::Test {
+class SoundingCommands : public testing::Test {
   protected:
     TemporaryFolder folder;
     std::string in = folder / "in.wav";
     std::string out = folder / "out.wav";
-    std::string response = folder / "response.wav";
+    std::string response = folder / "a room's.wav";
 
     Sound render(const Words &more) {
-        Words words{"render", in, out, "--depth", "64"};
-        words.insert(words.end(), more.begin(), more.end());
-        const ProgramResult result = runProgram(words);
-        EXPECT_EQ(result.status, 0) << result.errors;
-        EXPECT_EQ(result.errors, "");
-        output = result.output;
+        output = runWell(Words{"render", in, out, "--depth", "64"} + more);
+        return readSound(out);
+    }
+
+    Sound impulse(const Words &more) {
+        runWell(Words{"impulse", out, "--depth", "64"} + more);
         return readSound(out);
     }
 
     std::string output;
 };
 
-struct Mode {
-    const char *name;
-    Words words;
-};
-
-class RenderModes : public RenderCommand, public testing::WithParamInterface<Mode> {};
-
-TEST_P(RenderModes, WriteTheWholeConvolutionLinedUpWithTheInput) {
+TEST_F(SoundingCommands,
+       RenderWritesTheWholeConvolutionLinedUpWithTheInputInTheWiderCountOfChannels) {
+    // Channels 0 and 3 of the room are alike, which mustn't hide that there are five.
     const Sound recording{48000, {noise(3001, 1), noise(3001, 2)}};
-    const Sound room{48000, {noise(2500, 3), noise(2500, 4)}};
+    const Samples first = noise(2500, 3);
+    const Sound room{48000, {first, noise(2500, 4), noise(2500, 5), first, noise(2500, 6)}};
     writeSound(in, recording);
     writeSound(response, room);
+    std::vector<Samples> expected;
+    for (size_t c = 0; c < 7; ++c)
+        expected.push_back(convolved(recording.channels[c % 2], room.channels[c % 5]));
 
-    Words words{"--ir", response, "--wet", "0", "--dry", "-inf"};
-    words.insert(words.end(), GetParam().words.begin(), GetParam().words.end());
-    const Sound result = render(words);
-
-    ASSERT_EQ(result.channels.size(), 2u);
-    for (size_t c = 0; c < 2; ++c)
-        EXPECT_LT(largestDifference(result.channels[c],
-                                    convolved(recording.channels[c], room.channels[c])),
-                  convolutionError);
+    const std::pair<Words, size_t> cases[] = {
+        {{"--channels", "7"}, 7},
+        {{"--channels", "1", "--block", "1", "--ll", "off"}, 1},
+        {{"--zl", "off", "--ll", "off", "--block", "300"}, 5},
+        {{"--max-fft", "512", "--block", "77"}, 5},
+        {{"--zl", "off", "--max-fft", "512", "--block", "4096"}, 5},
+    };
+    for (const auto &[words, channels] : cases) {
+        const Sound result = render(Words{"--ir", response, "--wet", "0", "--dry", "-inf"} + words);
+        ASSERT_EQ(result.channels.size(), channels);
+        for (size_t c = 0; c < channels; ++c)
+            EXPECT_LT(largestDifference(result.channels[c], expected[c]), convolutionError)
+                << "channel " << c << "\n"
+                << output;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , RenderModes,
-    testing::Values(Mode{"Default", {}}, Mode{"OneSampleABlock", {"--block", "1", "--ll", "off"}},
-                    Mode{"Plain", {"--zl", "off", "--ll", "off", "--block", "300"}},
-                    Mode{"Offload", {"--max-fft", "512", "--block", "77"}},
-                    Mode{"PlainOffload", {"--zl", "off", "--max-fft", "512", "--block", "4096"}}),
-    [](const auto &test) { return test.param.name; });
-
-TEST_F(RenderCommand, KeepsTheDrySignalInPlaceAndLetsTheWetOneLead) {
+TEST_F(SoundingCommands, RenderKeepsTheDrySignalInPlaceAndLetsTheWetOneLead) {
     const Samples voice = noise(5000, 5);
     Samples late(1201);
     late[1200] = 1.0;
@@ -83,32 +80,7 @@ TEST_F(RenderCommand, KeepsTheDrySignalInPlaceAndLetsTheWetOneLead) {
     EXPECT_LT(largestDifference(result.channels[0], expected), 1e-5);
 }
 
-TEST_F(RenderCommand, WritesAsManyChannelsAsTheWiderOfRecordingAndResponse) {
-    const Sound recording{44100, {noise(600, 6), noise(600, 7)}};
-    // Channels 0 and 3 are alike, which mustn't hide that there are five.
-    const Sound room{44100,
-                     {noise(80, 8), noise(80, 9), noise(80, 10), noise(80, 8), noise(80, 11)}};
-    writeSound(in, recording);
-    writeSound(response, room);
-    struct Case {
-        Words words;
-        size_t channels;
-    };
-    for (const Case &c :
-         {Case{{}, 5}, Case{{"--channels", "7"}, 7}, Case{{"--channels", "1"}, 1}}) {
-        Words words{"--ir", response, "--wet", "0", "--dry", "-inf"};
-        words.insert(words.end(), c.words.begin(), c.words.end());
-        const Sound result = render(words);
-        ASSERT_EQ(result.channels.size(), c.channels);
-        for (size_t k = 0; k < c.channels; ++k)
-            EXPECT_LT(largestDifference(result.channels[k],
-                                        convolved(recording.channels[k % 2], room.channels[k % 5])),
-                      convolutionError)
-                << "channel " << k;
-    }
-}
-
-TEST_F(RenderCommand, GoesOnBehindTheInputForAsLongAsAskedFor) {
+TEST_F(SoundingCommands, RenderGoesOnBehindTheInputForAsLongAsAskedFor) {
     writeSound(in, {1000, {noise(400, 12)}});
     writeSound(response, {1000, {noise(300, 13)}});
     EXPECT_EQ(render({"--ir", response}).frames(), 699u);
@@ -116,16 +88,13 @@ TEST_F(RenderCommand, GoesOnBehindTheInputForAsLongAsAskedFor) {
     EXPECT_EQ(render({"--ir", response, "--tail", "1.5"}).frames(), 1900u);
 }
 
-TEST_F(RenderCommand, RunsFilesAndStagesInTheOrderOfTheLine) {
+TEST_F(SoundingCommands, RenderRunsFilesAndStagesInTheOrderOfTheLine) {
     writeSound(in, {48000, {{1.0, 0.0, 0.0, 0.0}}});
     writeSound(response, {48000, {{1.0, 0.5}}});
     const std::string second = folder / "second.wav";
     writeSound(second, {48000, {{0.0, 0.25}}});
     const Words levels{"--wet", "0", "--dry", "-inf", "--tail", "0"};
-    const auto with = [&](Words words) {
-        words.insert(words.end(), levels.begin(), levels.end());
-        return render(words).channels.at(0);
-    };
+    const auto with = [&](const Words &words) { return render(words + levels).channels.at(0); };
     const std::string half = "BASICEDIT 0.5 0 20000 1 0 1 0";
     EXPECT_LT(largestDifference(with({"--ir", response, "--stage", half, "--ir", second}),
                                 {0.5, 0.5, 0.0, 0.0}),
@@ -140,7 +109,7 @@ TEST_F(RenderCommand, RunsFilesAndStagesInTheOrderOfTheLine) {
     EXPECT_NE(output.find("2. !BASICEDIT"), std::string::npos) << output;
 }
 
-TEST_F(RenderCommand, SetsEachParameterFromItsOption) {
+TEST_F(SoundingCommands, RenderSetsEachParameterFromItsOption) {
     writeSound(in, {48000, {noise(10, 14)}});
     render({"--wet", "-6", "--dry", "3.5", "--pre-verb", "120", "--max-fft", "1024", "--width",
             "-0.5", "--pan", "0.25", "--zl", "off", "--ll", "off"});
@@ -149,7 +118,7 @@ TEST_F(RenderCommand, SetsEachParameterFromItsOption) {
         EXPECT_NE(output.find(shown), std::string::npos) << shown << " in\n" << output;
 }
 
-TEST_F(RenderCommand, SoundsTheSameFromASavedState) {
+TEST_F(SoundingCommands, RenderSoundsTheSameFromASavedState) {
     writeSound(in, {44100, {noise(2000, 15), noise(2000, 16)}});
     writeSound(response, {44100, {noise(900, 17)}});
     const std::string state = folder / "state";
@@ -164,7 +133,7 @@ TEST_F(RenderCommand, SoundsTheSameFromASavedState) {
     EXPECT_NE(output.find("2. !NORM"), std::string::npos) << output;
 }
 
-TEST_F(RenderCommand, WarnsOfPeaksThatTheDepthCutsOff) {
+TEST_F(SoundingCommands, RenderWarnsOfPeaksThatTheDepthCutsOff) {
     writeSound(in, {48000, {{0.0, 0.9, -0.2}}});
     for (const auto &[depth, warned] : {std::pair{"16", true}, {"24", true}, {"32", false}}) {
         const ProgramResult result =
@@ -174,7 +143,7 @@ TEST_F(RenderCommand, WarnsOfPeaksThatTheDepthCutsOff) {
     }
 }
 
-TEST_F(RenderCommand, LeavesNothingBehindWhenASignalEndsIt) {
+TEST_F(SoundingCommands, RenderLeavesNothingBehindWhenASignalEndsIt) {
     writeSound(in, {8000, {noise(8000, 18)}});
     const pid_t child = startProgram({"render", in, out, "--tail", "80000", "--block", "16"});
     const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -186,6 +155,42 @@ TEST_F(RenderCommand, LeavesNothingBehindWhenASignalEndsIt) {
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
     EXPECT_EQ(folder.names(), std::vector<std::string>{"in.wav"});
+}
+
+TEST_F(SoundingCommands, ImpulseGivesBackAFileInEveryChannelAtItsOwnRate) {
+    for (const size_t channels : {1, 2, 3, 6}) {
+        Sound room{96000, {}};
+        for (size_t c = 0; c < channels; ++c)
+            room.channels.push_back(noise(20000, static_cast<uint32_t>(c + 1)));
+        writeSound(response, room);
+        const Sound result = impulse({"--ir", response});
+        EXPECT_EQ(result.rate, 96000);
+        ASSERT_EQ(result.channels.size(), channels);
+        for (size_t c = 0; c < channels; ++c)
+            EXPECT_LT(largestDifference(result.channels[c], room.channels[c]), 1e-5);
+    }
+}
+
+TEST_F(SoundingCommands, ImpulseRunsGeneratorsAtTheRateAskedFor) {
+    // Clicks each 10 ms for 30 ms, at -6.02 dB and with no fall.
+    const Sound result = impulse({"--rate", "8000", "--stage", "ECHOGEN 0 30 10 0.5 0.5 0 0.5"});
+    Samples expected(240);
+    expected[0] = expected[80] = expected[160] = 0.5;
+    EXPECT_EQ(result.rate, 8000);
+    ASSERT_EQ(result.channels.size(), 1u);
+    EXPECT_LT(largestDifference(result.channels[0], expected), 1e-6);
+}
+
+TEST(ListingCommands, ShowWhatTheModuleHas) {
+    const std::string stages = runWell({"stages"});
+    for (const char *key : {"CHANTOOL", "ECHOGEN", "FILELDR", "FILT", "NORM", "VERBGEN", "REVERSE",
+                            "BASICEDIT", "0.250000"})
+        EXPECT_NE(stages.find(key), std::string::npos) << key << " in\n" << stages;
+
+    const std::string parameters = runWell({"parameters"});
+    for (const char *part : {"Wet", "-12.0", "-inf to +6.0", "0 to 3000", "32 to 16384",
+                             "-1.00 to 1.00", "ZL mode", "LL mode", "--pre-verb"})
+        EXPECT_NE(parameters.find(part), std::string::npos) << part << " in\n" << parameters;
 }
 
 } // namespace
