@@ -33,12 +33,12 @@ struct Road {
 
 class MeasuredRoom : public testing::TestWithParam<Road> {
   protected:
-    TemporaryFolder folder;
+    TestFolder folder;
 
     /// Plays the tone in the room of `file`, and divides by it.
     Sound measure(const std::string &file, const char *floor) const {
-        const std::string tone = folder / "tone.wav", recording = folder / "rec.wav",
-                          out = folder / "out.wav";
+        const std::string tone = folder.file("tone.wav"), recording = folder.file("rec.wav"),
+                          out = folder.file("out.wav");
         const Words depth{"--depth", GetParam().depth};
         runWell(Words{"tone", tone, "--rate", "48000", "--length", GetParam().seconds} + depth);
         runWell(Words{"render", tone, recording, "--ir", file, "--wet", GetParam().level, "--dry",
@@ -61,9 +61,9 @@ class MeasuredRoom : public testing::TestWithParam<Road> {
 
 TEST_P(MeasuredRoom, ComesBackInEveryChannelFromItsStartOrFromItsFirstSound) {
     const Sound known{48000, {room(300, 5000, 1), room(700, 4600, 2)}};
-    writeSound(folder / "room.wav", known);
+    writeSound(folder.file("room.wav"), known);
     for (const auto &[floor, first] : {std::pair{"-150", 0u}, {"-120", 300u}}) {
-        const Sound got = measure(folder / "room.wav", floor);
+        const Sound got = measure(folder.file("room.wav"), floor);
         ASSERT_EQ(got.channels.size(), 2u);
         for (size_t c = 0; c < 2; ++c)
             expectRoom(got.channels[c], known.channels[c], first);
@@ -81,8 +81,8 @@ INSTANTIATE_TEST_SUITE_P(, MeasuredRoom,
                          [](const auto &test) { return test.param.name; });
 
 TEST(ToneCommand, TakesAnyPositiveLengthAndRate) {
-    const TemporaryFolder folder;
-    const std::string out = folder / "tone.wav";
+    const TestFolder folder;
+    const std::string out = folder.file("tone.wav");
     const std::tuple<Words, int, size_t, double> cases[] = {
         {{}, 44100, 176400, 44100.0},
         {{"--length", "0.25", "--rate", "4800.5"}, 4800, 1200, 4800.5},

@@ -32,9 +32,9 @@ pid_t start(const Words &words, const std::string &output, const std::string &er
 
 } // namespace
 
-std::vector<std::string> TemporaryFolder::names() const {
+std::vector<std::string> namesIn(const TestFolder &folder) {
     std::vector<std::string> found;
-    for (const auto &entry : std::filesystem::directory_iterator(path))
+    for (const auto &entry : std::filesystem::directory_iterator(folder.path))
         found.push_back(entry.path().filename().string());
     std::sort(found.begin(), found.end());
     return found;
@@ -46,12 +46,12 @@ Words operator+(Words words, const Words &more) {
 }
 
 ProgramResult runProgram(const Words &words) {
-    const TemporaryFolder folder;
-    const pid_t child = start(words, folder / "output", folder / "errors");
+    const TestFolder folder;
+    const pid_t child = start(words, folder.file("output"), folder.file("errors"));
     int status = 0;
     waitpid(child, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(folder / "output"),
-            contents(folder / "errors")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(folder.file("output")),
+            contents(folder.file("errors"))};
 }
 
 std::string runWell(const Words &words) {

@@ -8,13 +8,10 @@
 
 namespace tonvale::test {
 
-/// A folder of its own for one test, gone at its end.
-class TemporaryFolder : private workbench::TestFolder {
-  public:
-    std::string operator/(const std::string &name) const { return file(name); }
-    /// Names of everything in it, sorted.
-    std::vector<std::string> names() const;
-};
+using workbench::TestFolder;
+
+/// Names of everything in a folder, sorted.
+std::vector<std::string> namesIn(const TestFolder &folder);
 
 struct ProgramResult {
     int status; ///< -1 when a signal ended it

@@ -58,4 +58,10 @@ double largestDifference(const Samples &a, const Samples &b) {
     return largest;
 }
 
+void expectSound(const Sound &sound, const std::vector<Samples> &channels, double error) {
+    ASSERT_EQ(sound.channels.size(), channels.size());
+    for (size_t c = 0; c < channels.size(); ++c)
+        EXPECT_LE(largestDifference(sound.channels[c], channels[c]), error) << "channel " << c;
+}
+
 } // namespace tonvale::test

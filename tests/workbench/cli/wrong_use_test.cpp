@@ -14,35 +14,35 @@ constexpr int wrongUsage = 2;
 /// What a user can get wrong, with files in a folder of their own.
 class WrongUse : public testing::Test {
   protected:
-    TemporaryFolder folder;
-    std::string voice = folder / "voice.wav";
-    std::string out = folder / "out.wav";
+    TestFolder folder;
+    std::string voice = folder.file("voice.wav");
+    std::string out = folder.file("out.wav");
 
     void SetUp() override { writeSound(voice, {48000, {noise(100, 1)}}); }
 
     /// The program must end with `status`, say `reason` in one line, and leave the folder alone.
     void expectRefused(const Words &words, int status, const std::string &reason) {
-        const auto before = folder.names();
+        const auto before = namesIn(folder);
         const ProgramResult result = runProgram(words);
         EXPECT_EQ(result.status, status) << result.errors;
         EXPECT_TRUE(result.errors.starts_with("tonvale: ")) << result.errors;
         EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
         EXPECT_NE(result.errors.find(reason), std::string::npos)
             << "no '" << reason << "' in " << result.errors;
-        EXPECT_EQ(folder.names(), before);
+        EXPECT_EQ(namesIn(folder), before);
     }
 };
 
 TEST_F(WrongUse, OfInputFilesIsNamedInOneLine) {
-    std::ofstream(folder / "text.wav") << "Dear diary, today I recorded nothing.\n";
-    std::filesystem::copy(voice, folder / "cut.wav");
-    std::filesystem::resize_file(folder / "cut.wav", 30);
-    writeSound(folder / "empty.wav", {48000, {{}}});
-    writeSound(folder / "wide.wav", {48000, std::vector<Samples>(200, noise(10, 2))});
+    std::ofstream(folder.file("text.wav")) << "Dear diary, today I recorded nothing.\n";
+    std::filesystem::copy(voice, folder.file("cut.wav"));
+    std::filesystem::resize_file(folder.file("cut.wav"), 30);
+    writeSound(folder.file("empty.wav"), {48000, {{}}});
+    writeSound(folder.file("wide.wav"), {48000, std::vector<Samples>(200, noise(10, 2))});
     for (const char *name : {"missing.wav", "text.wav", "cut.wav", "empty.wav", "wide.wav"})
-        expectRefused({"render", folder / name, out}, failed, name);
+        expectRefused({"render", folder.file(name), out}, failed, name);
     for (const std::string name : {"missing.wav", "text.wav", "cut.wav"}) {
-        const std::string path = folder / name;
+        const std::string path = folder.file(name);
         expectRefused({"render", voice, out, "--ir", path}, failed, name);
         expectRefused({"render", voice, out, "--load-state", path}, failed, name);
         expectRefused({"impulse", out, "--stage", "FILELDR '" + path + "' 60"}, failed, name);
@@ -50,19 +50,20 @@ TEST_F(WrongUse, OfInputFilesIsNamedInOneLine) {
                       name + ": Error opening file to be deconvolved");
         expectRefused({"deconvolve", voice, path, out}, failed, name + ": Error opening test tone");
     }
-    expectRefused({"deconvolve", voice, folder / "empty.wav", out}, failed,
+    expectRefused({"deconvolve", voice, folder.file("empty.wav"), out}, failed,
                   "empty.wav: One or both files silent");
-    writeSound(folder / "other.wav", {44100, {noise(10, 2)}});
-    expectRefused({"deconvolve", voice, folder / "other.wav", out}, failed,
+    writeSound(folder.file("other.wav"), {44100, {noise(10, 2)}});
+    expectRefused({"deconvolve", voice, folder.file("other.wav"), out}, failed,
                   "other.wav: Sample rate mismatch between file to be deconvolved and test tone");
 }
 
 TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
-    expectRefused({"render", voice, folder / "no/folder/out.wav"}, failed, "no/folder");
-    expectRefused({"render", voice, folder / ""}, failed, folder / "");
+    expectRefused({"render", voice, folder.file("no/folder/out.wav")}, failed, "no/folder");
+    expectRefused({"render", voice, folder.file("")}, failed, folder.file(""));
     expectRefused({"render", voice, "/dev/null"}, failed, "/dev/null");
-    expectRefused({"render", voice, folder / "out.flac"}, failed, ".wav");
-    expectRefused({"render", voice, out, "--save-state", folder / "no/state"}, failed, "no/state");
+    expectRefused({"render", voice, folder.file("out.flac")}, failed, ".wav");
+    expectRefused({"render", voice, out, "--save-state", folder.file("no/state")}, failed,
+                  "no/state");
     // More than 4 GiB, more than a double, and more bytes a second than the header can hold.
     for (const auto &[seconds, rate] :
          {std::pair{"24500", "44100"}, {"1e300", "1e300"}, {"1e-12", "2e9"}})
@@ -70,7 +71,7 @@ TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
 }
 
 TEST_F(WrongUse, OfAnInputAsOutputLeavesTheInputWhole) {
-    const std::string link = folder / "link.wav";
+    const std::string link = folder.file("link.wav");
     std::filesystem::create_symlink(voice, link);
     expectRefused({"render", voice, voice}, failed, "voice.wav");
     expectRefused({"render", voice, link}, failed, "link.wav");
@@ -90,8 +91,7 @@ TEST_F(WrongUse, OfStageTextsIsNamedInOneLine) {
         {"FILELDR \"/room.wav", "closing quote"},
         {"FILT 0.5 0.1 7", "2 values"},
         {"FILT 0.5 nan", "no number"},
-        {"CHANTOOL 0 1.5 0 1 0", "no whole number"},
-    };
+        {"CHANTOOL 0 1.5 0 1 0", "no whole number"}};
     for (const auto &[text, reason] : cases)
         expectRefused({"impulse", out, "--stage", text}, failed, reason);
     expectRefused({"impulse", out}, failed, "empty");
@@ -119,7 +119,7 @@ TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
 }
 
 TEST_F(WrongUse, OfASavedStateWhoseFileHasGoneIsNamedInOneLine) {
-    const std::string state = folder / "state", room = folder / "room.wav";
+    const std::string state = folder.file("state"), room = folder.file("room.wav");
     writeSound(room, {48000, {noise(10, 3)}});
     runWell({"render", voice, out, "--ir", room, "--save-state", state});
     std::filesystem::remove(room);
