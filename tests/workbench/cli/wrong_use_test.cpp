@@ -81,19 +81,15 @@ TEST_F(WrongUse, OfAnInputAsOutputLeavesTheInputWhole) {
 }
 
 TEST_F(WrongUse, OfStageTextsIsNamedInOneLine) {
-    const std::pair<const char *, const char *> cases[] = {
-        {"GRANULAR 1 2", "no stage 'GRANULAR'"},
-        {"filt 1 0", "no stage 'filt'"},
-        {"", "cut short"},
-        {"!", "cut short"},
-        {"FILT 0.5", "cut short"},
-        {"FILELDR", "cut short"},
-        {"FILELDR \"/room.wav", "closing quote"},
-        {"FILT 0.5 0.1 7", "2 values"},
-        {"FILT 0.5 nan", "no number"},
-        {"CHANTOOL 0 1.5 0 1 0", "no whole number"}};
-    for (const auto &[text, reason] : cases)
-        expectRefused({"impulse", out, "--stage", text}, failed, reason);
+    const std::pair<const char *, Words> cases[] = {{"no stage", {"GRANULAR 1 2", "filt 1 0"}},
+                                                    {"cut short", {"", "!", "FILT 0.5", "FILELDR"}},
+                                                    {"closing quote", {"FILELDR \"/room.wav"}},
+                                                    {"2 values", {"FILT 0.5 0.1 7"}},
+                                                    {"no number", {"FILT 0.5 nan"}},
+                                                    {"no whole number", {"CHANTOOL 0 1.5 0 1 0"}}};
+    for (const auto &[reason, texts] : cases)
+        for (const std::string &text : texts)
+            expectRefused({"impulse", out, "--stage", text}, failed, reason);
     expectRefused({"impulse", out}, failed, "empty");
 }
 
