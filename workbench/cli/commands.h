@@ -8,6 +8,8 @@ namespace tonvale::workbench {
 // throws Problem, or CLI::ParseError for wrong usage.
 void addRenderCommand(CLI::App &program);
 void addImpulseCommand(CLI::App &program);
+void addToneCommand(CLI::App &program);
+void addDeconvolveCommand(CLI::App &program);
 void addStagesCommand(CLI::App &program);
 void addParametersCommand(CLI::App &program);
 

@@ -45,6 +45,17 @@ CLI::Option *addNumber(CLI::App &command, const std::string &name, std::optional
     return command.add_option_function<std::string>(name, take, help);
 }
 
+CLI::Option *addPositive(CLI::App &command, const std::string &name, double &place,
+                         const std::string &help) {
+    const auto take = [=, &place](const std::string &text) {
+        const auto value = numberIn(text);
+        if (!value || *value <= 0.0)
+            throw CLI::ValidationError(name, "'" + text + "' is no number above 0");
+        place = *value;
+    };
+    return command.add_option_function<std::string>(name, take, help);
+}
+
 void addDepth(CLI::App &command, std::string &place) {
     command
         .add_option("--depth", place,

@@ -15,6 +15,10 @@ std::optional<double> numberIn(const std::string &text);
 CLI::Option *addNumber(CLI::App &command, const std::string &name, std::optional<double> &place,
                        double low, double high, const std::string &help, bool whole = false);
 
+/// Adds an option that takes any number above 0 into `place`. Anything else is wrong usage.
+CLI::Option *addPositive(CLI::App &command, const std::string &name, double &place,
+                         const std::string &help);
+
 /// Adds --depth: the bits of a written sample.
 void addDepth(CLI::App &command, std::string &place);
 

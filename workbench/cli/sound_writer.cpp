@@ -53,9 +53,9 @@ SoundWriter::SoundWriter(const std::string &fileName, OutputFile &outputFile, in
         throw Problem(name + ": can't be written as a WAV file");
 }
 
-void SoundWriter::write(double **planes, int frames, int offset) {
-    measure(planes, frames, offset);
-    sink->WriteDoubles(planes, frames, channelCount, offset, 1);
+void SoundWriter::write(double **planes, int frames, int offset, int spacing) {
+    measure(planes, frames, offset, spacing);
+    sink->WriteDoubles(planes, frames, channelCount, offset, spacing);
     frameCount += frames;
     if (mediaSinkFailed(sink.get()))
         throw Problem(name + ": writing failed, the disk may be full");
@@ -66,15 +66,17 @@ void SoundWriter::finish() {
     file.commit();
 }
 
-void SoundWriter::measure(double *const *planes, int frames, int offset) {
-    for (int c = 0; c < channelCount; ++c)
-        for (int i = offset; i < offset + frames; ++i) {
-            const double size = std::fabs(planes[c][i]);
+void SoundWriter::measure(double *const *planes, int frames, int offset, int spacing) {
+    for (int c = 0; c < channelCount; ++c) {
+        const double *sample = planes[c] + offset;
+        for (int i = 0; i < frames; ++i, sample += spacing) {
+            const double size = std::fabs(*sample);
             if (size <= std::numeric_limits<double>::max())
                 peak = std::max(peak, size);
             else
                 sawNonFinite = true;
         }
+    }
 }
 
 std::string SoundWriter::description() const {

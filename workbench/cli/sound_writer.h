@@ -21,8 +21,9 @@ class SoundWriter {
     SoundWriter(const std::string &name, OutputFile &file, int channels, double sampleRate,
                 int depth);
 
-    /// Appends `frames` samples of each plane, from `offset` on. Throws Problem on a full disk.
-    void write(double **planes, int frames, int offset);
+    /// Appends `frames` samples of each plane, which lie at `offset`, `offset` + `spacing` and so
+    /// on. Throws Problem on a full disk.
+    void write(double **planes, int frames, int offset, int spacing = 1);
     /// Completes the file. Throws Problem.
     void finish();
 
@@ -46,7 +47,7 @@ class SoundWriter {
     bool sawNonFinite = false;
     std::unique_ptr<MediaSink, SinkEnd> sink;
 
-    void measure(double *const *planes, int frames, int offset);
+    void measure(double *const *planes, int frames, int offset, int spacing);
 };
 
 /// "48000 Hz, 2 channels, 1.500 s"

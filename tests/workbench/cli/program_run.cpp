@@ -1,17 +1,13 @@
 #include "workbench/cli/program_run.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
-#include <stdexcept>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace tonvale::test {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -28,43 +24,41 @@ pid_t start(const Words &words, const std::string &output, const std::string &er
     const pid_t child = fork();
     if (child != 0)
         return child;
-    const int out = open(output.c_str(), O_CREAT | O_WRONLY, 0600);
-    const int err = open(errors.c_str(), O_CREAT | O_WRONLY, 0600);
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
+    dup2(open(output.c_str(), O_CREAT | O_WRONLY, 0600), STDOUT_FILENO);
+    dup2(open(errors.c_str(), O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
     execv(TONVALE_PROGRAM, const_cast<char **>(arguments.data()));
     _exit(127);
 }
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder() {
-    std::string name = (fs::temp_directory_path() / "tonvale-cli-XXXXXX").string();
-    if (!mkdtemp(name.data()))
-        throw std::runtime_error("no temporary folder");
-    path = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code error;
-    fs::remove_all(path, error);
-}
-
-std::vector<std::string> TemporaryFolder::names() const {
+std::vector<std::string> namesIn(const TestFolder &folder) {
     std::vector<std::string> found;
-    for (const auto &entry : fs::directory_iterator(path))
+    for (const auto &entry : std::filesystem::directory_iterator(folder.path))
         found.push_back(entry.path().filename().string());
     std::sort(found.begin(), found.end());
     return found;
 }
 
+Words operator+(Words words, const Words &more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
 ProgramResult runProgram(const Words &words) {
-    const TemporaryFolder folder;
-    const pid_t child = start(words, folder / "output", folder / "errors");
+    const TestFolder folder;
+    const pid_t child = start(words, folder.file("output"), folder.file("errors"));
     int status = 0;
     waitpid(child, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(folder / "output"),
-            contents(folder / "errors")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(folder.file("output")),
+            contents(folder.file("errors"))};
+}
+
+std::string runWell(const Words &words) {
+    const ProgramResult result = runProgram(words);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "");
+    return result.output;
 }
 
 pid_t startProgram(const Words &words) {

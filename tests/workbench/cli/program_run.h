@@ -1,27 +1,17 @@
 #pragma once
 
-#include <filesystem>
+#include "workbench/services/test_folder.h"
+
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace tonvale::test {
 
-/// A folder of its own for one test, gone at its end.
-class TemporaryFolder {
-  public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+using workbench::TestFolder;
 
-    std::string operator/(const std::string &name) const { return (path / name).string(); }
-    /// Names of everything in it, sorted.
-    std::vector<std::string> names() const;
-
-  private:
-    std::filesystem::path path;
-};
+/// Names of everything in a folder, sorted.
+std::vector<std::string> namesIn(const TestFolder &folder);
 
 struct ProgramResult {
     int status; ///< -1 when a signal ended it
@@ -31,9 +21,12 @@ struct ProgramResult {
 
 using Words = std::vector<std::string>;
 
+Words operator+(Words words, const Words &more);
+
 /// Runs `tonvale` with these words and waits for it.
 ProgramResult runProgram(const Words &words);
-
+/// The same; fails the running test unless all went well in silence. Answers the output.
+std::string runWell(const Words &words);
 /// Starts `tonvale` with its outputs thrown away.
 pid_t startProgram(const Words &words);
 

@@ -5,40 +5,30 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
-#include <sndfile.h>
+#include <sndfile.hh>
 
 namespace tonvale::test {
 
 void writeSound(const std::string &path, const Sound &sound) {
-    SF_INFO info{};
-    info.samplerate = sound.rate;
-    info.channels = static_cast<int>(sound.channels.size());
-    info.format = SF_FORMAT_WAV | SF_FORMAT_DOUBLE;
-    SNDFILE *file = sf_open(path.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(file, nullptr) << path;
-    Samples interleaved;
-    for (size_t i = 0; i < sound.frames(); ++i)
-        for (const Samples &channel : sound.channels)
-            interleaved.push_back(channel[i]);
-    sf_writef_double(file, interleaved.data(), static_cast<sf_count_t>(sound.frames()));
-    sf_close(file);
+    const auto width = static_cast<int>(sound.channels.size());
+    SndfileHandle file(path, SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_DOUBLE, width, sound.rate);
+    ASSERT_EQ(file.error(), 0) << path;
+    Samples frame(sound.channels.size());
+    for (size_t i = 0; i < sound.frames(); ++i) {
+        for (size_t c = 0; c < frame.size(); ++c)
+            frame[c] = sound.channels[c][i];
+        file.writef(frame.data(), 1);
+    }
 }
 
 Sound readSound(const std::string &path) {
-    SF_INFO info{};
-    SNDFILE *file = sf_open(path.c_str(), SFM_READ, &info);
-    if (!file) {
-        ADD_FAILURE() << path << " is no sound file";
-        return {};
-    }
-    const auto width = static_cast<size_t>(info.channels);
-    const auto frames = static_cast<size_t>(info.frames);
-    Samples interleaved(frames * width);
-    sf_readf_double(file, interleaved.data(), info.frames);
-    sf_close(file);
-    Sound sound{info.samplerate, std::vector<Samples>(width, Samples(frames))};
-    for (size_t i = 0; i < interleaved.size(); ++i)
-        sound.channels[i % width][i / width] = interleaved[i];
+    SndfileHandle file(path);
+    EXPECT_EQ(file.error(), 0) << path;
+    Sound sound{file.samplerate(), std::vector<Samples>(static_cast<size_t>(file.channels()))};
+    Samples frame(sound.channels.size());
+    while (file.readf(frame.data(), 1) == 1)
+        for (size_t c = 0; c < frame.size(); ++c)
+            sound.channels[c].push_back(frame[c]);
     return sound;
 }
 
@@ -66,6 +56,12 @@ double largestDifference(const Samples &a, const Samples &b) {
     for (size_t i = 0; i < a.size(); ++i)
         largest = std::max(largest, std::fabs(a[i] - b[i]));
     return largest;
+}
+
+void expectSound(const Sound &sound, const std::vector<Samples> &channels, double error) {
+    ASSERT_EQ(sound.channels.size(), channels.size());
+    for (size_t c = 0; c < channels.size(); ++c)
+        EXPECT_LE(largestDifference(sound.channels[c], channels[c]), error) << "channel " << c;
 }
 
 } // namespace tonvale::test

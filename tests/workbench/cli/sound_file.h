@@ -30,4 +30,7 @@ Samples convolved(const Samples &a, const Samples &b);
 /// The largest difference between two channels; infinite when their lengths differ.
 double largestDifference(const Samples &a, const Samples &b);
 
+/// `sound` must have these channels, to within `error`.
+void expectSound(const Sound &sound, const std::vector<Samples> &channels, double error);
+
 } // namespace tonvale::test

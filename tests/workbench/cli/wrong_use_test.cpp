@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 
 namespace tonvale::test {
 namespace {
@@ -12,139 +11,116 @@ namespace {
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
-std::string bytesOf(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void writeBytes(const std::string &path, const std::string &bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
 /// What a user can get wrong, with files in a folder of their own.
 class WrongUse : public testing::Test {
   protected:
-    TemporaryFolder folder;
-    std::string voice = folder / "voice.wav";
-    std::string out = folder / "out.wav";
+    TestFolder folder;
+    std::string voice = folder.file("voice.wav");
+    std::string out = folder.file("out.wav");
 
     void SetUp() override { writeSound(voice, {48000, {noise(100, 1)}}); }
 
     /// The program must end with `status`, say `reason` in one line, and leave the folder alone.
     void expectRefused(const Words &words, int status, const std::string &reason) {
-        const auto before = folder.names();
+        const auto before = namesIn(folder);
         const ProgramResult result = runProgram(words);
         EXPECT_EQ(result.status, status) << result.errors;
         EXPECT_TRUE(result.errors.starts_with("tonvale: ")) << result.errors;
         EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
         EXPECT_NE(result.errors.find(reason), std::string::npos)
             << "no '" << reason << "' in " << result.errors;
-        EXPECT_EQ(folder.names(), before);
+        EXPECT_EQ(namesIn(folder), before);
     }
 };
 
 TEST_F(WrongUse, OfInputFilesIsNamedInOneLine) {
-    writeBytes(folder / "text.wav", "Dear diary, today I recorded nothing.\n");
-    writeBytes(folder / "cut.wav", bytesOf(voice).substr(0, 30));
-    writeSound(folder / "empty.wav", {48000, {{}}});
-    writeSound(folder / "wide.wav", {48000, std::vector<Samples>(200, noise(10, 2))});
+    std::ofstream(folder.file("text.wav")) << "Dear diary, today I recorded nothing.\n";
+    std::filesystem::copy(voice, folder.file("cut.wav"));
+    std::filesystem::resize_file(folder.file("cut.wav"), 30);
+    writeSound(folder.file("empty.wav"), {48000, {{}}});
+    writeSound(folder.file("wide.wav"), {48000, std::vector<Samples>(200, noise(10, 2))});
     for (const char *name : {"missing.wav", "text.wav", "cut.wav", "empty.wav", "wide.wav"})
-        expectRefused({"render", folder / name, out}, failed, name);
-    for (const char *name : {"missing.wav", "text.wav", "cut.wav"}) {
-        expectRefused({"render", voice, out, "--ir", folder / name}, failed, name);
-        expectRefused({"render", voice, out, "--load-state", folder / name}, failed, name);
-        expectRefused({"impulse", out, "--stage", "FILELDR '" + folder / name + "' 60"}, failed,
-                      name);
+        expectRefused({"render", folder.file(name), out}, failed, name);
+    for (const std::string name : {"missing.wav", "text.wav", "cut.wav"}) {
+        const std::string path = folder.file(name);
+        expectRefused({"render", voice, out, "--ir", path}, failed, name);
+        expectRefused({"render", voice, out, "--load-state", path}, failed, name);
+        expectRefused({"impulse", out, "--stage", "FILELDR '" + path + "' 60"}, failed, name);
+        expectRefused({"deconvolve", path, voice, out}, failed,
+                      name + ": Error opening file to be deconvolved");
+        expectRefused({"deconvolve", voice, path, out}, failed, name + ": Error opening test tone");
     }
+    expectRefused({"deconvolve", voice, folder.file("empty.wav"), out}, failed,
+                  "empty.wav: One or both files silent");
+    writeSound(folder.file("other.wav"), {44100, {noise(10, 2)}});
+    expectRefused({"deconvolve", voice, folder.file("other.wav"), out}, failed,
+                  "other.wav: Sample rate mismatch between file to be deconvolved and test tone");
 }
 
 TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
-    expectRefused({"render", voice, folder / "no/folder/out.wav"}, failed, "no/folder");
-    expectRefused({"render", voice, folder / ""}, failed, folder / "");
+    expectRefused({"render", voice, folder.file("no/folder/out.wav")}, failed, "no/folder");
+    expectRefused({"render", voice, folder.file("")}, failed, folder.file(""));
     expectRefused({"render", voice, "/dev/null"}, failed, "/dev/null");
-    expectRefused({"render", voice, folder / "out.flac"}, failed, ".wav");
-    expectRefused({"render", voice, out, "--save-state", folder / "no/state"}, failed, "no/state");
+    expectRefused({"render", voice, folder.file("out.flac")}, failed, ".wav");
+    expectRefused({"render", voice, out, "--save-state", folder.file("no/state")}, failed,
+                  "no/state");
+    // More than 4 GiB, more than a double, and more bytes a second than the header can hold.
+    for (const auto &[seconds, rate] :
+         {std::pair{"24500", "44100"}, {"1e300", "1e300"}, {"1e-12", "2e9"}})
+        expectRefused({"tone", out, "--length", seconds, "--rate", rate}, failed, "out.wav: ");
 }
 
 TEST_F(WrongUse, OfAnInputAsOutputLeavesTheInputWhole) {
-    const std::string before = bytesOf(voice);
-    std::filesystem::create_symlink(voice, folder / "link.wav");
+    const std::string link = folder.file("link.wav");
+    std::filesystem::create_symlink(voice, link);
     expectRefused({"render", voice, voice}, failed, "voice.wav");
-    expectRefused({"render", voice, folder / "link.wav"}, failed, "link.wav");
+    expectRefused({"render", voice, link}, failed, "link.wav");
     expectRefused({"impulse", voice, "--ir", voice}, failed, "voice.wav");
-    EXPECT_EQ(bytesOf(voice), before);
+    expectRefused({"deconvolve", voice, link, link}, failed, "link.wav");
+    EXPECT_EQ(largestDifference(readSound(voice).channels.at(0), noise(100, 1)), 0.0);
 }
 
 TEST_F(WrongUse, OfStageTextsIsNamedInOneLine) {
-    const std::pair<const char *, const char *> cases[] = {
-        {"GRANULAR 1 2", "no stage 'GRANULAR'"},
-        {"filt 1 0", "no stage 'filt'"},
-        {"", "cut short"},
-        {"!", "cut short"},
-        {"FILT 0.5", "cut short"},
-        {"VERBGEN 0 1000 1 50 50", "cut short"},
-        {"FILELDR", "cut short"},
-        {"FILELDR \"/room.wav", "closing quote"},
-        {"FILT 0.5 0.1 7", "2 values"},
-        {"FILT 0.5 high", "no number"},
-        {"FILT 0.5 nan", "no number"},
-        {"CHANTOOL 0 1.5 0 1 0", "no whole number"},
-    };
-    for (const auto &[text, reason] : cases)
-        expectRefused({"impulse", out, "--stage", text}, failed, reason);
+    const std::pair<const char *, Words> cases[] = {{"no stage", {"GRANULAR 1 2", "filt 1 0"}},
+                                                    {"cut short", {"", "!", "FILT 0.5", "FILELDR"}},
+                                                    {"closing quote", {"FILELDR \"/room.wav"}},
+                                                    {"2 values", {"FILT 0.5 0.1 7"}},
+                                                    {"no number", {"FILT 0.5 nan"}},
+                                                    {"no whole number", {"CHANTOOL 0 1.5 0 1 0"}}};
+    for (const auto &[reason, texts] : cases)
+        for (const std::string &text : texts)
+            expectRefused({"impulse", out, "--stage", text}, failed, reason);
     expectRefused({"impulse", out}, failed, "empty");
     expectRefused({"impulse", out, "--stage", "VERBGEN 0 0 1 50 50 1"}, failed, "empty");
 }
 
 TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
-    const std::pair<Words, const char *> cases[] = {
-        {{"--block", "0"}, "--block"},
-        {{"--block", "1.5"}, "--block"},
-        {{"--block", "65537"}, "--block"},
-        {{"--channels", "129"}, "--channels"},
-        {{"--tail", "nan"}, "--tail"},
-        {{"--tail", "-1"}, "--tail"},
-        {{"--depth", "17"}, "--depth"},
-        {{"--wet", "nan"}, "--wet"},
-        {{"--wet", "inf"}, "--wet"},
-        {{"--dry", "1e9"}, "--dry"},
-        {{"--pre-verb", "3001"}, "--pre-verb"},
-        {{"--zl", "maybe"}, "--zl"},
-        {{"--ir"}, "--ir"},
-        {{"--loud"}, "--loud"},
-        {{"third"}, "third"},
+    const Words wrong[] = {
+        {"--block", "0"},     {"--block", "1.5"},
+        {"--block", "65537"}, {"--channels", "129"},
+        {"--tail", "nan"},    {"--tail", "-1"},
+        {"--depth", "17"},    {"--wet", "inf"},
+        {"--dry", "1e9"},     {"--pre-verb", "3001"},
+        {"--zl", "maybe"},    {"--ir"},
+        {"--loud"},           {"third"},
     };
-    for (const auto &[more, reason] : cases) {
-        Words words{"render", voice, out};
-        words.insert(words.end(), more.begin(), more.end());
-        expectRefused(words, wrongUsage, reason);
-    }
-    expectRefused({"render", voice}, wrongUsage, "OUT");
+    for (const Words &words : wrong)
+        expectRefused(Words{"render", voice, out} + words, wrongUsage, words[0]);
+    for (const Words &words : {Words{"--rate", "0"}, {"--length", "-1"}, {"--length", "inf"}})
+        expectRefused(Words{"tone", out} + words, wrongUsage, words[0]);
+    expectRefused({"deconvolve", voice, voice, out, "--floor", "-90.5"}, wrongUsage, "--floor");
     expectRefused({"impulse", out, "--rate", "0"}, wrongUsage, "--rate");
+    expectRefused({"render", voice}, wrongUsage, "OUT");
     expectRefused({"sing"}, wrongUsage, "sing");
     expectRefused({}, wrongUsage, "command");
 }
 
 TEST_F(WrongUse, OfASavedStateWhoseFileHasGoneIsNamedInOneLine) {
-    const std::string state = folder / "state";
-    const std::string room = folder / "room.wav";
+    const std::string state = folder.file("state"), room = folder.file("room.wav");
     writeSound(room, {48000, {noise(10, 3)}});
-    ASSERT_EQ(runProgram({"render", voice, out, "--ir", room, "--save-state", state}).status, 0);
+    runWell({"render", voice, out, "--ir", room, "--save-state", state});
     std::filesystem::remove(room);
     expectRefused({"render", voice, out, "--load-state", state}, failed, "room.wav");
-}
-
-TEST(ListingCommands, ShowWhatTheModuleHas) {
-    const std::string stages = runProgram({"stages"}).output;
-    for (const char *key :
-         {"CHANTOOL", "ECHOGEN", "FILELDR", "FILT", "NORM", "VERBGEN", "REVERSE", "BASICEDIT"})
-        EXPECT_NE(stages.find(key), std::string::npos) << key;
-    EXPECT_NE(stages.find("0.250000"), std::string::npos) << "the echo's last level\n" << stages;
-
-    const std::string parameters = runProgram({"parameters"}).output;
-    for (const char *part : {"Wet", "-12.0", "-inf to +6.0", "0 to 3000", "32 to 16384",
-                             "-1.00 to 1.00", "ZL mode", "LL mode", "--pre-verb"})
-        EXPECT_NE(parameters.find(part), std::string::npos) << part << " in\n" << parameters;
 }
 
 } // namespace

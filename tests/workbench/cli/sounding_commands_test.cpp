@@ -1,0 +1,174 @@
+#include "workbench/cli/program_run.h"
+#include "workbench/cli/sound_file.h"
+
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <thread>
+
+namespace tonvale::test {
+namespace {
+
+// A response is stored in single precision; these responses have a few hundred samples near 1.
+constexpr double convolutionError = 1e-4;
+
+class SoundingCommands : public testing::Test {
+  protected:
+    TestFolder folder;
+    std::string in = folder.file("in.wav");
+    std::string out = folder.file("out.wav");
+    std::string response = folder.file("a room's.wav");
+
+    Sound render(const Words &more) { return run(Words{"render", in, out} + more); }
+    Sound impulse(const Words &more) { return run(Words{"impulse", out} + more); }
+    Sound run(const Words &words) {
+        output = runWell(words + Words{"--depth", "64"});
+        return readSound(out);
+    }
+
+    std::string output;
+};
+
+TEST_F(SoundingCommands,
+       RenderWritesTheWholeConvolutionLinedUpWithTheInputInTheWiderCountOfChannels) {
+    // Channels 0 and 3 of the room are alike, which mustn't hide that there are five.
+    const Sound recording{48000, {noise(3001, 1), noise(3001, 2)}};
+    const Samples first = noise(2500, 3);
+    const Sound room{48000, {first, noise(2500, 4), noise(2500, 5), first, noise(2500, 6)}};
+    writeSound(in, recording);
+    writeSound(response, room);
+    std::vector<Samples> expected;
+    for (size_t c = 0; c < 7; ++c)
+        expected.push_back(convolved(recording.channels[c % 2], room.channels[c % 5]));
+
+    const std::pair<Words, size_t> cases[] = {
+        {{"--channels", "7"}, 7},
+        {{"--zl", "off", "--ll", "off", "--block", "300"}, 5},
+        {{"--max-fft", "512", "--block", "77"}, 5},
+        {{"--zl", "off", "--max-fft", "512", "--block", "4096"}, 5},
+        {{"--channels", "1", "--block", "1", "--ll", "off"}, 1}};
+    for (const auto &[words, channels] : cases) {
+        expected.resize(channels);
+        expectSound(render(Words{"--ir", response, "--wet", "0", "--dry", "-inf"} + words),
+                    expected, convolutionError);
+    }
+}
+
+TEST_F(SoundingCommands, RenderKeepsTheDrySignalInPlaceAndLetsTheWetOneLead) {
+    const Samples voice = noise(5000, 5);
+    Samples late(1201);
+    late[1200] = 1.0;
+    writeSound(in, {48000, {voice}});
+    writeSound(response, {48000, {late}});
+
+    // 10 ms are 480 samples, so the echo comes 720 samples behind the voice.
+    const Sound result =
+        render({"--ir", response, "--wet", "0", "--dry", "0", "--pre-verb", "10", "--zl", "off"});
+
+    Samples expected(voice);
+    expected.resize(voice.size() + 720);
+    for (size_t i = 0; i < voice.size(); ++i)
+        expected[i + 720] += voice[i];
+    expectSound(result, {expected}, 1e-5);
+}
+
+TEST_F(SoundingCommands, RenderGoesOnBehindTheInputForAsLongAsAskedFor) {
+    writeSound(in, {1000, {noise(400, 12)}});
+    writeSound(response, {1000, {noise(300, 13)}});
+    EXPECT_EQ(render({"--ir", response}).frames(), 699u);
+    EXPECT_EQ(render({"--ir", response, "--tail", "0"}).frames(), 400u);
+    EXPECT_EQ(render({"--ir", response, "--tail", "1.5"}).frames(), 1900u);
+}
+
+TEST_F(SoundingCommands, RenderRunsFilesAndStagesInTheOrderOfTheLine) {
+    writeSound(in, {48000, {{1.0, 0.0, 0.0, 0.0}}});
+    writeSound(response, {48000, {{1.0, 0.5}}});
+    const std::string second = folder.file("second.wav");
+    writeSound(second, {48000, {{0.0, 0.25}}});
+    const Words levels{"--wet", "0", "--dry", "-inf", "--tail", "0"};
+    const std::string half = "BASICEDIT 0.5 0 20000 1 0 1 0";
+    const std::pair<Words, Samples> cases[] = {
+        {{"--ir", response, "--stage", half, "--ir", second}, {0.5, 0.5, 0.0, 0.0}},
+        {{"--ir", response, "--ir", second, "--stage", half}, {0.5, 0.375, 0.0, 0.0}},
+        {{"--ir", response, "--stage", "!" + half, "--stage", "REVERSE"}, {0.5, 1.0, 0.0, 0.0}}};
+    for (const auto &[words, expected] : cases)
+        expectSound(render(words + levels), {expected}, 1e-6);
+    EXPECT_NE(output.find("2. !BASICEDIT"), std::string::npos) << output;
+}
+
+TEST_F(SoundingCommands, RenderSetsEachParameterFromItsOption) {
+    writeSound(in, {48000, {noise(10, 14)}});
+    render({"--wet", "-6", "--dry", "3.5", "--pre-verb", "120", "--max-fft", "1024", "--width",
+            "-0.5", "--pan", "0.25", "--zl", "off", "--ll", "off"});
+    for (const char *shown : {"Wet -6.0 dB", "Dry +3.5 dB", "Pre-verb 120 ms", "Max FFT size 1024",
+                              "Width -0.50", "Pan 0.25", "ZL mode 0", "LL mode 0"})
+        EXPECT_NE(output.find(shown), std::string::npos) << shown << " in\n" << output;
+}
+
+TEST_F(SoundingCommands, RenderSoundsTheSameFromASavedState) {
+    writeSound(in, {44100, {noise(2000, 15), noise(2000, 16)}});
+    writeSound(response, {44100, {noise(900, 17)}});
+    const std::string state = folder.file("state");
+    // A state holds single precision, so only values that are exact there come back the same.
+    const Sound first =
+        render({"--ir", response, "--stage", "!NORM", "--stage", "FILT 0.5 0.0078125", "--wet",
+                "-3", "--width", "0.5", "--pan", "-0.4", "--zl", "off", "--save-state", state});
+    expectSound(render({"--load-state", state}), first.channels, 0.0);
+    EXPECT_NE(output.find("2. !NORM"), std::string::npos) << output;
+}
+
+TEST_F(SoundingCommands, RenderWarnsOfPeaksThatTheDepthCutsOff) {
+    writeSound(in, {48000, {{0.0, 0.9, -0.2}}});
+    for (const auto &[depth, warned] : {std::pair{"16", true}, {"24", true}, {"32", false}}) {
+        const ProgramResult result =
+            runProgram({"render", in, out, "--dry", "6", "--depth", depth});
+        EXPECT_EQ(result.status, 0) << result.errors;
+        EXPECT_EQ(result.errors.find("clipped") != std::string::npos, warned) << depth;
+    }
+}
+
+TEST_F(SoundingCommands, RenderLeavesNothingBehindWhenASignalEndsIt) {
+    writeSound(in, {8000, {noise(8000, 18)}});
+    const pid_t child = startProgram({"render", in, out, "--tail", "80000", "--block", "16"});
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (namesIn(folder).size() < 2 && std::chrono::steady_clock::now() < patience)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    EXPECT_EQ(namesIn(folder).size(), 2u) << "the temporary file";
+    kill(child, SIGTERM);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    EXPECT_EQ(namesIn(folder), std::vector<std::string>{"in.wav"});
+}
+
+TEST_F(SoundingCommands, ImpulseGivesBackAFileInEveryChannelAtItsOwnRate) {
+    for (const size_t channels : {1, 2, 3, 6}) {
+        Sound room{96000, {}};
+        for (size_t c = 0; c < channels; ++c)
+            room.channels.push_back(noise(20000, static_cast<uint32_t>(c + 1)));
+        writeSound(response, room);
+        const Sound result = impulse({"--ir", response});
+        EXPECT_EQ(result.rate, 96000);
+        expectSound(result, room.channels, 1e-5);
+    }
+}
+
+TEST_F(SoundingCommands, ImpulseRunsGeneratorsAtTheRateAskedFor) {
+    // Clicks each 10 ms for 30 ms, at -6.02 dB and with no fall.
+    const Sound result = impulse({"--rate", "8000", "--stage", "ECHOGEN 0 30 10 0.5 0.5 0 0.5"});
+    Samples expected(240);
+    expected[0] = expected[80] = expected[160] = 0.5;
+    EXPECT_EQ(result.rate, 8000);
+    expectSound(result, {expected}, 1e-6);
+}
+
+TEST(ListingCommands, ShowWhatTheModuleHas) {
+    const std::string lists = runWell({"stages"}) + runWell({"parameters"});
+    for (const char *part : {"CHANTOOL", "ECHOGEN", "FILELDR", "FILT", "NORM", "VERBGEN", "REVERSE",
+                             "BASICEDIT", "0.250000", "Wet", "-12.0", "-inf to +6.0", "0 to 3000",
+                             "32 to 16384", "-1.00 to 1.00", "ZL mode", "LL mode", "--pre-verb"})
+        EXPECT_NE(lists.find(part), std::string::npos) << part << " in\n" << lists;
+}
+
+} // namespace
+} // namespace tonvale::test

@@ -1,0 +1,81 @@
+#include "workbench/cli/measuring_host.h"
+
+#include "host/host_functions.h"
+#include "workbench/cli/problem.h"
+#include "workbench/services/host.h"
+
+#include <cstdio>
+
+namespace tonvale::workbench {
+
+namespace {
+
+// The host that createSink serves, since a host function is told nothing but its arguments. Set
+// and read on the main thread only.
+MeasuringHost *present = nullptr;
+
+/// Hands on to a writer, which outlives it.
+class WriterSink final : public MediaSink {
+  public:
+    explicit WriterSink(SoundWriter &target)
+        : writer(target) {}
+
+    void destroy(int) override { delete this; }
+    void WriteDoubles(double **channels, int length, int, int offset, int spacing) override {
+        writer.write(channels, length, offset, spacing);
+    }
+
+  private:
+    ~WriterSink() = default;
+
+    SoundWriter &writer;
+};
+
+} // namespace
+
+MeasuringHost::MeasuringHost(const std::string &outputName, int bits)
+    : name(outputName)
+    , depth(bits)
+    , file(outputName) {
+    if (!loadHostFunctions(hostCallback))
+        throw Problem("this host lacks a function that measuring needs");
+    hostFunctions.PCM_Sink_Create = createSink;
+    present = this;
+}
+
+MeasuringHost::~MeasuringHost() {
+    present = nullptr;
+}
+
+MediaSink *MeasuringHost::createSink(const char *, const void *, int, int channels, int rate, int) {
+    try {
+        present->writer = std::make_unique<SoundWriter>(present->name, present->file, channels,
+                                                        rate, present->depth);
+    } catch (const Problem &) {
+        return nullptr;
+    }
+    return new WriterSink(*present->writer);
+}
+
+MeasureProgress MeasuringHost::progress(ProgressBar &bar) const {
+    return [&bar, shown = int64_t{0}](double fraction) mutable {
+        const auto reached = static_cast<int64_t>(fraction * progressSteps);
+        bar.advance(reached - shown);
+        shown = reached;
+        return true;
+    };
+}
+
+void MeasuringHost::finish(MeasureOutcome outcome, const std::string &subject,
+                           const std::string &reason) {
+    if (outcome != MeasureOutcome::done || !writer) {
+        const char *message = measureMessage(outcome);
+        throw Problem(subject + ": " + (message ? message : "nothing was written") + reason);
+    }
+    writer->finish();
+    std::printf("Wrote     %s: %s\n", name.c_str(), writer->description().c_str());
+    std::fflush(stdout);
+    writer->warnOfLoss();
+}
+
+} // namespace tonvale::workbench
