@@ -13,6 +13,10 @@ namespace {
 constexpr int fetchFrames = 8192;
 constexpr double mostFrames = 9.0e15; // whole frames are exact in a double up to here
 
+double framesOf(MediaSource &source) {
+    return std::round(source.GetLength() * source.GetSampleRate());
+}
+
 } // namespace
 
 MediaSourceOwner openMedia(const std::string &path) {
@@ -21,6 +25,8 @@ MediaSourceOwner openMedia(const std::string &path) {
     MediaSourceOwner source(createMediaSource(path.c_str()));
     if (!source)
         throw Problem(path + ": " + mediaProblem(path.c_str()));
+    if (!(framesOf(*source) >= 1.0))
+        throw Problem(path + ": holds no samples");
     return source;
 }
 
@@ -33,10 +39,7 @@ SoundReader::SoundReader(const std::string &path)
                       " channels; 1 to 128 are possible");
     if (!(rate > 0.0) || !std::isfinite(rate))
         throw Problem(path + ": has no sample rate");
-    const double length = std::round(source->GetLength() * rate);
-    if (!(length >= 1.0) || length > mostFrames)
-        throw Problem(path + ": holds no samples");
-    frameCount = static_cast<int64_t>(length);
+    frameCount = static_cast<int64_t>(std::min(framesOf(*source), mostFrames));
     pending.resize(static_cast<size_t>(channelCount) * fetchFrames);
 }
 

@@ -160,6 +160,9 @@ TEST_F(SoundingCommands, ImpulseRunsGeneratorsAtTheRateAskedFor) {
     expected[0] = expected[80] = expected[160] = 0.5;
     EXPECT_EQ(result.rate, 8000);
     expectSound(result, {expected}, 1e-6);
+    // A response of a single sample.
+    expectSound(impulse({"--rate", "1000", "--stage", "ECHOGEN 0 1 10 0.5 0.5 0 0.5"}), {{0.5}},
+                1e-6);
 }
 
 TEST(ListingCommands, ShowWhatTheModuleHas) {

@@ -50,6 +50,8 @@ TEST_F(WrongUse, OfInputFilesIsNamedInOneLine) {
                       name + ": Error opening file to be deconvolved");
         expectRefused({"deconvolve", voice, path, out}, failed, name + ": Error opening test tone");
     }
+    expectRefused({"render", voice, out, "--ir", folder.file("empty.wav")}, failed,
+                  "holds no samples");
     expectRefused({"deconvolve", voice, folder.file("empty.wav"), out}, failed,
                   "empty.wav: One or both files silent");
     writeSound(folder.file("other.wav"), {44100, {noise(10, 2)}});
