@@ -157,6 +157,8 @@ TEST_F(Deconvolver, TellsWhyItFailsAndLeavesNothing) {
 
 TEST_F(Deconvolver, GivesAllMemoryBackWhicheverRequestIsRefused) {
     const auto heapInUse = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+    // A spectrum takes 1 MiB here; what else goes on in the process takes far less.
+    constexpr size_t slack = 1u << 18;
     putMedia("recording", 44100.0, {noise(40000, 1), noise(40000, 2)});
     putMedia("tone", 44100.0, {noise(40000, 3)});
     std::map<MeasureOutcome, int> outcomes;
@@ -165,7 +167,8 @@ TEST_F(Deconvolver, GivesAllMemoryBackWhicheverRequestIsRefused) {
         const size_t before = heapInUse();
         const MeasureOutcome outcome = run(-150);
         ++outcomes[outcome];
-        EXPECT_TRUE(heapInUse() == before || outcome == MeasureOutcome::done) << granted;
+        EXPECT_LT(heapInUse(), before + slack) << granted;
+        EXPECT_EQ(openMediaSources(), 0);
     }
     EXPECT_EQ(outcomes[MeasureOutcome::outOfMemory], 3);
     EXPECT_GE(outcomes[MeasureOutcome::decodingFailed], 5);
