@@ -75,22 +75,20 @@ ImpulseGenerator_EchoGen::ImpulseGenerator_EchoGen()
 
 void ImpulseGenerator_EchoGen::apply(ImpulseBuffer &impulse) {
     const double rate = impulse.sampleRate;
-    const int32_t first = framesOfMilliseconds(start, rate);
-    const int32_t last = boundedInteger(length * rate * 0.001 + first, INT32_MIN, INT32_MAX);
-    const int32_t begin = std::max(first, 0);
-    if (begin >= last || last > SampleBuffer::maxCount)
+    const FrameSpan span(start, length, rate);
+    if (span.isEmpty())
         return;
-    if (impulse.setLength(std::max(last, impulse.getLength())) < 1)
+    if (!span.makeRoom(impulse))
         return;
 
     const double startLevel = factorToDecibels(startVolume);
     const double endLevel = factorToDecibels(endVolume);
     const double distribution = errorDistribution;
     const Train train{
-        .begin = static_cast<double>(begin),
-        .end = last,
+        .begin = static_cast<double>(span.begin),
+        .end = span.end,
         .startLevel = startLevel,
-        .slope = (endLevel - startLevel) / (last - begin),
+        .slope = (endLevel - startLevel) / (span.end - span.begin),
         .step = std::max(closestSpacing, spacing * rate * 0.001),
         .jitter = errorSpacing,
         .exponent = distribution > 0.5 ? (distribution - 0.5) * 4.0 + 1.0 : distribution * 2.0,

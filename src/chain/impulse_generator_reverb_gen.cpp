@@ -1,9 +1,7 @@
 #include "chain/impulse_generator_reverb_gen.h"
 
 #include "chain/reverb_core.h"
-#include "convolution/containers/bounded_integer.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace tonvale {
@@ -34,16 +32,14 @@ ImpulseGenerator_ReverbGen::ImpulseGenerator_ReverbGen()
 
 void ImpulseGenerator_ReverbGen::apply(ImpulseBuffer &impulse) {
     const double rate = impulse.sampleRate;
-    const int32_t first = framesOfMilliseconds(initialDelay, rate);
-    const int32_t last = boundedInteger(length * rate * 0.001 + first, INT32_MIN, INT32_MAX);
-    const int32_t begin = std::max(first, 0);
-    if (begin >= last || last > SampleBuffer::maxCount)
+    const FrameSpan span(initialDelay, length, rate);
+    if (span.isEmpty())
         return;
 
     const double width = stereoWidth;
     if (impulse.getNumChannels() == 1 && std::abs(width) > monoWidth)
         impulse.setNumChannels(2, true);
-    if (impulse.setLength(std::max(last, impulse.getLength())) < 1)
+    if (!span.makeRoom(impulse))
         return;
 
     ReverbCore core;
@@ -53,8 +49,8 @@ void ImpulseGenerator_ReverbGen::apply(ImpulseBuffer &impulse) {
     core.width = width;
     if (!core.prepare())
         return;
-    double *right = impulse.getNumChannels() > 1 ? impulse.getChannel(1) + begin : nullptr;
-    core.run(volume, impulse.getChannel(0) + begin, right, last - begin);
+    double *right = impulse.getNumChannels() > 1 ? impulse.getChannel(1) + span.begin : nullptr;
+    core.run(volume, impulse.getChannel(0) + span.begin, right, span.end - span.begin);
 }
 
 } // namespace tonvale

@@ -3,6 +3,7 @@
 #include "convolution/containers/bounded_integer.h"
 #include "host/localized_text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace tonvale {
@@ -35,6 +36,16 @@ void scaleChannel(ImpulseBuffer &impulse, int32_t channel, double factor) {
     double *samples = impulse.getChannel(channel);
     for (int32_t i = 0; i < impulse.getChannelLength(channel); ++i)
         samples[i] *= factor;
+}
+
+FrameSpan::FrameSpan(double startMilliseconds, double lengthMilliseconds, double rate) {
+    const int32_t first = framesOfMilliseconds(startMilliseconds, rate);
+    begin = std::max(first, 0);
+    end = boundedInteger(lengthMilliseconds * rate * 0.001 + first, INT32_MIN, INT32_MAX);
+}
+
+bool FrameSpan::makeRoom(ImpulseBuffer &impulse) const {
+    return impulse.setLength(std::max(end, impulse.getLength())) > 0;
 }
 
 int32_t framesOfMilliseconds(double milliseconds, double rate) {

@@ -34,6 +34,19 @@ struct ImpulseSummary {
 
 void scaleChannel(ImpulseBuffer &impulse, int32_t channel, double factor);
 
+/// The frames that a generator writes, told by a start and a length in milliseconds.
+struct FrameSpan {
+    FrameSpan(double startMilliseconds, double lengthMilliseconds, double rate);
+
+    /// Whether there is nothing to write, or more than a channel can hold.
+    bool isEmpty() const { return begin >= end || end > SampleBuffer::maxCount; }
+    /// Makes every channel long enough. False where memory is out.
+    bool makeRoom(ImpulseBuffer &impulse) const;
+
+    int32_t begin; ///< at least 0
+    int32_t end;   ///< counted from a start that may lie below 0
+};
+
 /// milliseconds * rate / 1000, truncated and held inside what a frame count can be.
 int32_t framesOfMilliseconds(double milliseconds, double rate);
 

@@ -38,13 +38,6 @@ class PointerList {
         return true;
     }
 
-    /// Puts `item` in the place of the one at `index`, which must exist, and answers that one.
-    T *replace(int32_t index, T *item) {
-        T *before = get(index);
-        pointers.get()[index] = item;
-        return before;
-    }
-
     /// The place of `item`, or -1.
     int32_t find(const T *item) const {
         for (int32_t i = 0; i < getSize(); ++i) {

@@ -21,8 +21,6 @@ class Relaxed {
     }
     /// Sets bits and loses none that another thread sets meanwhile.
     void setBits(T bits) { value.fetch_or(bits, std::memory_order_relaxed); }
-    /// Puts `next` in and answers what was there.
-    T exchange(T next) { return value.exchange(next, std::memory_order_relaxed); }
 
   private:
     std::atomic<T> value{};
