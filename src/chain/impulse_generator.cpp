@@ -14,8 +14,8 @@ constinit ImpulseGeneratorType *firstType = nullptr;
 
 } // namespace
 
-HWND ImpulseGenerator::createDialog(HWND) {
-    return nullptr;
+HWND ImpulseGenerator::createDialog(HWND parent) {
+    return createStageDialog(*this, parent);
 }
 
 bool registerImpulseGeneratorType(ImpulseGeneratorType *type) {

@@ -3,9 +3,9 @@
 #include "convolution/containers/impulse_buffer.h"
 #include "convolution/containers/raw_memory.h"
 #include "convolution/containers/relaxed.h"
+#include "platform/window_types.h"
 
 #include <cstdint>
-#include <windows.h>
 
 namespace tonvale {
 
@@ -33,7 +33,7 @@ class ImpulseGenerator {
     virtual void saveState(HeapBuffer &out) = 0;
     virtual const char *getDisplayName() = 0;
     virtual const char *getTypeKey() = 0;
-    /// Makes the stage's modeless dialog as a child of `parent`; null where there is none.
+    /// Makes the stage's modeless dialog as a child of `parent`; null where it can't be made.
     virtual HWND createDialog(HWND parent);
     /// Writes the one-line text form, cut at `size` bytes with the terminator.
     virtual void saveText(char *text, int32_t size) = 0;
@@ -45,8 +45,8 @@ class ImpulseGenerator {
     ImpulseGenerator &operator=(const ImpulseGenerator &) = delete;
 };
 
-/// Posted to a stage's dialog after each run: show the status texts.
-constexpr UINT stageStatusMessage = 1630;
+/// The dialog of `stage`, by its type key, as createDialog() answers it. The editor defines this.
+HWND createStageDialog(ImpulseGenerator &stage, HWND parent);
 
 /// One registry record: a static object, registered by a static initialiser.
 struct ImpulseGeneratorType {

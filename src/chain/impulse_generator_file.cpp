@@ -1,5 +1,6 @@
 #include "chain/impulse_generator_file.h"
 
+#include "chain/window_messages.h"
 #include "convolution/containers/bounded_integer.h"
 #include "host/host_functions.h"
 #include "host/localized_text.h"
@@ -52,8 +53,7 @@ void ImpulseGenerator_File::process(ImpulseBuffer &impulse) {
     std::snprintf(status, sizeof status, "%s", localizedText("<no file loaded>", "tonvale", 0));
     if (source)
         loadFile(impulse);
-    if (dialog)
-        PostMessage(dialog, stageStatusMessage, 0, 0);
+    dialog.post(stageStatusMessage);
 }
 
 void ImpulseGenerator_File::loadFile(ImpulseBuffer &impulse) {

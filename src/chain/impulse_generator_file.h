@@ -3,6 +3,7 @@
 #include "chain/impulse_generator.h"
 #include "host/host_object_ptr.h"
 #include "platform/critical_section.h"
+#include "platform/window_handle.h"
 
 #include <string>
 
@@ -35,7 +36,7 @@ class ImpulseGenerator_File final : public ImpulseGenerator {
 
     CriticalSection lock; ///< held for a whole process(); guards `status` and `source`
     char status[statusSize];
-    Relaxed<HWND> dialog{nullptr};
+    WindowHandle dialog;
     Relaxed<int32_t> flags{defaultFlags};
 
     ImpulseGenerator_File();

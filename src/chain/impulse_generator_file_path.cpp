@@ -1,6 +1,7 @@
 #include "chain/impulse_generator_file.h"
 
 #include "chain/stage_owner.h"
+#include "chain/window_messages.h"
 #include "host/host_functions.h"
 #include "text/number_text.h"
 
@@ -36,9 +37,6 @@ enum FileInProjectMessage {
     fileContext = 257,
     filePlugInName = 259,
 };
-
-/// Posted to the stage's dialog: show the file and its folder anew.
-constexpr UINT fileRefreshMessage = 1631;
 
 intptr_t textAnswer(const char *text) {
     return reinterpret_cast<intptr_t>(text);
@@ -193,8 +191,7 @@ void ImpulseGenerator_File::followRename(const char *newPath) {
         return;
     }
     requestRebuildAtIdle(owner);
-    if (dialog)
-        PostMessage(dialog, fileRefreshMessage, 0, 0);
+    dialog.post(fileRefreshMessage);
 }
 
 intptr_t ImpulseGenerator_File::fileInProjectCallback(void *stage, int message, void *data) {

@@ -1,5 +1,6 @@
 #include "chain/status_stage.h"
 
+#include "chain/window_messages.h"
 #include "convolution/containers/bounded_integer.h"
 #include "host/localized_text.h"
 
@@ -16,8 +17,7 @@ void StatusStage::process(ImpulseBuffer &impulse) {
                   input.seconds, input.kilohertz, input.channels);
     apply(impulse);
     formatOutputStatus(impulse);
-    if (dialog)
-        PostMessage(dialog, stageStatusMessage, 0, 0);
+    dialog.post(stageStatusMessage);
 }
 
 void StatusStage::formatOutputStatus(const ImpulseBuffer &impulse) {

@@ -2,6 +2,7 @@
 
 #include "chain/impulse_generator.h"
 #include "platform/critical_section.h"
+#include "platform/window_handle.h"
 
 namespace tonvale {
 
@@ -13,7 +14,7 @@ class StatusStage : public ImpulseGenerator {
     CriticalSection lock; ///< held for a whole process(); guards the two texts
     char inputStatus[statusSize] = "";
     char outputStatus[statusSize] = "";
-    Relaxed<HWND> dialog{nullptr}; ///< the stage's open dialog
+    WindowHandle dialog; ///< the stage's open dialog
 
     void process(ImpulseBuffer &impulse) final;
 

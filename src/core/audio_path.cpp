@@ -248,8 +248,7 @@ void ReverbPlugin::resetAudioState() {
     if (tailEngine)
         tailSkew = tailSplit;
     settleGains();
-    touchedParam = -1;
-    touchedFocus = nullptr;
+    editor.forgetGesture();
 }
 
 } // namespace tonvale

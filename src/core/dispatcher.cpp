@@ -2,6 +2,7 @@
 
 #include "convolution/containers/bounded_integer.h"
 #include "host/localized_text.h"
+#include "host/vendor_protocol.h"
 #include "text/number_text.h"
 
 #include <algorithm>
@@ -52,11 +53,6 @@ void setSampleRate(ReverbPlugin &plugin, double rate) {
     plugin.resetAudioState();
 }
 
-void closeEditor(ReverbPlugin &plugin) {
-    if (plugin.editorWindow)
-        DestroyWindow(plugin.editorWindow);
-}
-
 intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t value, void *ptr,
                   float opt) {
     switch (opcode) {
@@ -79,8 +75,10 @@ intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t 
             plugin.resetAudioState();
         return 0;
     case effEditOpen:
+        plugin.editor.close();
+        return openEditor(plugin, static_cast<HWND>(ptr)) ? 1 : 0;
     case effEditClose:
-        closeEditor(plugin);
+        plugin.editor.close();
         return 0;
     case effGetChunk:
         return ptr ? plugin.saveChunk(static_cast<void **>(ptr)) : 0;

@@ -3,8 +3,7 @@
 #include "convolution/containers/pointer_list.h"
 #include "convolution/containers/relaxed.h"
 #include "host/host_functions.h"
-
-#include <windows.h>
+#include "platform/window_types.h"
 
 namespace tonvale {
 
@@ -21,7 +20,6 @@ struct ModuleState {
     HINSTANCE instance = ownModule();
     bool hostFunctionsLoaded = false;
     PointerList<ReverbPlugin> instanceList; ///< every live instance, in order of creation
-    int32_t impDispClassUsers = 0;          ///< instances that use the display's window class
 };
 
 ModuleState &moduleState();

@@ -122,7 +122,7 @@ void ReverbPlugin::rebuildImpulse() {
         stopWorker();
         clearTailQueues();
     }
-    displayDirty = 1;
+    editor.displayDirty = 1;
 }
 
 void ReverbPlugin::clearTailQueues() {

@@ -11,11 +11,6 @@ namespace tonvale {
 
 namespace {
 
-constexpr const char *displayClassName = "ImpDisp";
-
-/// The display in the editor's dialog.
-constexpr int displayControl = 1048;
-
 /// A host can ask for any Pre-verb at any sample rate; the dry signal waits in memory for that
 /// long.
 constexpr int32_t maxPreverbSamples = 1 << 24;
@@ -24,15 +19,6 @@ constexpr int32_t effectFlags = 0x0001    // has an editor
                                 | 0x0010  // replaces its output
                                 | 0x0020  // its state is a chunk
                                 | 0x1000; // in double precision
-
-void registerDisplayClass() {
-    WNDCLASS windowClass{};
-    windowClass.lpfnWndProc = DefWindowProc;
-    windowClass.hInstance = moduleState().instance;
-    windowClass.hCursor = LoadCursor(nullptr, IDC_ARROW);
-    windowClass.lpszClassName = displayClassName;
-    RegisterClass(&windowClass);
-}
 
 /// For audio in single precision, which this effect doesn't do: outputs stay as they are.
 void leaveOutputs(AEffect *, float **, float **, int32_t) {}
@@ -100,10 +86,8 @@ ReverbPlugin::ReverbPlugin() {
     rebuildImpulse();
     resetAudioState();
 
-    ModuleState &module = moduleState();
-    if (module.impDispClassUsers++ == 0)
-        registerDisplayClass();
-    module.instanceList.add(this);
+    addEditorUser();
+    moduleState().instanceList.add(this);
 }
 
 ReverbPlugin::~ReverbPlugin() {
@@ -111,28 +95,12 @@ ReverbPlugin::~ReverbPlugin() {
     clearTailQueues();
     ModuleState &module = moduleState();
     module.instanceList.remove(module.instanceList.find(this));
-    if (editorWindow)
-        DestroyWindow(editorWindow);
+    editor.close();
     stages.clear(true);
     tailEngine.reset();
     uniformEngine.reset();
     zlEngine.reset();
-    if (--module.impDispClassUsers == 0)
-        UnregisterClass(displayClassName, module.instance);
-    if (displayBitmap)
-        displayBitmap->destroy(1);
-}
-
-void ReverbPlugin::closeDialogOf(const ImpulseGenerator *stage) {
-    if (stage && currentStage == stage)
-        closeStageDialog();
-}
-
-void ReverbPlugin::closeStageDialog() {
-    if (stageDialog)
-        DestroyWindow(stageDialog);
-    stageDialog = nullptr;
-    currentStage = nullptr;
+    removeEditorUser();
 }
 
 void ReverbPlugin::tellHostOfChange() {
@@ -156,8 +124,8 @@ void ReverbPlugin::applyDelayChange() {
     const double samples = paramToPlain(paramPreverb, params[paramPreverb]) * 0.001 * sampleRate;
     preverbSamples = boundedInteger(samples, -maxPreverbSamples, maxPreverbSamples);
     setReportedLatency(std::max(engineLatency + preverbSamples, effect.initialDelay));
-    if (preverbSamples != before && editorWindow)
-        InvalidateRect(GetDlgItem(editorWindow, displayControl), nullptr, FALSE);
+    if (preverbSamples != before)
+        editor.redrawDisplay();
 }
 
 void ReverbPlugin::setParameter(int32_t index, double value) {
@@ -167,7 +135,7 @@ void ReverbPlugin::setParameter(int32_t index, double value) {
         flipped = isOn(params[index]) != isOn(value);
         params[index] = value;
         applyDelayChange();
-        pendingControlMask.setBits(1u << index);
+        editor.pendingControlMask.setBits(1u << index);
     }
     // Outside of audioLock: a rebuild takes its own locks ahead of that one.
     if (flipped && (index == paramZeroLatency || index == paramLowLatency))

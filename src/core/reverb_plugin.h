@@ -8,8 +8,9 @@
 #include "convolution/containers/relaxed.h"
 #include "convolution/convolution_engine.h"
 #include "convolution/convolution_engine_div.h"
-#include "core/aeffect.h"
+#include "core/editor_link.h"
 #include "core/parameters.h"
+#include "host/aeffect.h"
 #include "platform/auto_reset_event.h"
 #include "platform/critical_section.h"
 #include "platform/worker_thread.h"
@@ -71,15 +72,11 @@ struct ReverbPlugin {
     /// Takes a chunk of `size` bytes, or as much of a damaged one as can be read.
     void loadChunk(const void *data, int32_t size);
 
-    void closeStageDialog();
-    /// Closes the stage dialog if it is the one of `stage`, which is about to go.
-    void closeDialogOf(const ImpulseGenerator *stage);
     /// Tells the host that the state changed, though no single parameter did.
     void tellHostOfChange();
 
     // Fields. Those that a thread reads without the lock that guards their changes are relaxed.
 
-    Relaxed<int32_t> displayDirty{0}; ///< 1 after each rebuild, until the display is painted anew
     int32_t wetPreroll = 0; ///< samples of wet replaced by silence since the last reset; audioLock
     Relaxed<int32_t> preverbSamples{0};
 
@@ -107,10 +104,7 @@ struct ReverbPlugin {
     SampleBuffer dryScratch;
     CriticalSection chainLock; ///< guards `stages`; never entered by the audio thread
     PointerList<ImpulseGenerator> stages;
-    Relaxed<HWND> stageDialog{nullptr};
-    Relaxed<uint32_t> pendingControlMask{0}; ///< bit i: the editor has to show parameter i anew
     int32_t engineLatency = 0; ///< largest of any main engine since the last reset; audioLock
-    Relaxed<ImpulseGenerator *> currentStage{nullptr}; ///< the one on show
 
     // At the end of the last block; audioLock.
     double lastWidth = 1.0;
@@ -118,20 +112,17 @@ struct ReverbPlugin {
     double lastWetLeft = 0.0;  ///< even channels
     double lastWetRight = 0.0; ///< odd channels
 
-    Relaxed<int32_t> touchedParam{-1}; ///< parameter of the open automation gesture
-    Relaxed<HWND> touchedFocus{nullptr};
     SampleBuffer widthScratch;
-    Relaxed<HWND> editorWindow{nullptr};
     Relaxed<double> sampleRate{44100.0};
     AEffect effect{};
     Relaxed<double> params[paramCount];
     CriticalSection audioLock; ///< held for a whole block
     Relaxed<uint8_t> rebuildPending{0};
-    HostBitmap *displayBitmap = nullptr;
     CriticalSection rebuildLock;       ///< one rebuild at a time; guards `impulse`
     ImpulseBuffer impulse;             ///< the latest result of the chain
     Relaxed<int32_t> impulseLength{0}; ///< of `impulse`, for readers without its lock
     Relaxed<int32_t> impulseChannels{1};
+    EditorLink editor;
 
   private:
     struct AudioBlock;
@@ -179,9 +170,6 @@ struct ReverbPlugin {
     void addTail(double *const *wet, int32_t done, int32_t count, int32_t channels);
     static int32_t leastAvailable(const FifoBuffer *queues, int32_t channels);
 };
-
-/// Posted to the editor when all that it shows may have changed.
-constexpr UINT editorReloadMessage = 7631;
 
 /// All that a host asks of one but audio and parameters.
 intptr_t dispatchEffect(AEffect *effect, int32_t opcode, int32_t index, intptr_t value, void *ptr,

@@ -146,7 +146,7 @@ int32_t ReverbPlugin::saveChunk(void **data) {
 }
 
 void ReverbPlugin::loadChunk(const void *data, int32_t size) {
-    closeStageDialog();
+    editor.closeStageDialog();
 
     int32_t channels = 2;
     {
@@ -167,8 +167,7 @@ void ReverbPlugin::loadChunk(const void *data, int32_t size) {
         applyDelayChange();
         settleGains();
     }
-    if (editorWindow)
-        PostMessage(editorWindow, editorReloadMessage, 0, 0);
+    editor.postReload();
 }
 
 } // namespace tonvale

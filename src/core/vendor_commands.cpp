@@ -1,5 +1,6 @@
 #include "convolution/containers/bounded_integer.h"
 #include "core/reverb_plugin.h"
+#include "host/vendor_protocol.h"
 #include "text/number_text.h"
 
 #include <cstring>
@@ -60,7 +61,7 @@ std::unique_ptr<ImpulseGenerator> stageFromText(ReverbPlugin &plugin, const char
 }
 
 void deleteStage(ReverbPlugin &plugin, int32_t index) {
-    plugin.closeDialogOf(plugin.stages.get(index));
+    plugin.editor.closeDialogOf(plugin.stages.get(index));
     plugin.stages.remove(index, true);
 }
 
@@ -98,8 +99,7 @@ intptr_t putStage(ReverbPlugin &plugin, int32_t index, bool replace, const char 
 intptr_t finishChain(ReverbPlugin &plugin) {
     plugin.rebuildImpulse();
     plugin.tellHostOfChange();
-    if (plugin.editorWindow)
-        PostMessage(plugin.editorWindow, editorReloadMessage, 0, 0);
+    plugin.editor.postReload();
     return vendorChainAnswer;
 }
 

@@ -2,8 +2,8 @@
 
 #include "host/host_objects.h"
 
+#include "platform/window_types.h"
 #include <cstdint>
-#include <windows.h>
 
 struct AEffect;
 

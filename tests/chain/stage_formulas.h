@@ -1,7 +1,7 @@
 #pragma once
 
 #include "chain/status_stage.h"
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "convolution/convolution_engine_div.h"
 #include "convolution/tiny_value_filter.h"
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <cmath>
 #include <gtest/gtest.h>

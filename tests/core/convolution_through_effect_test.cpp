@@ -1,4 +1,4 @@
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
 

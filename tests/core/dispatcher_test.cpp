@@ -1,7 +1,8 @@
 #include "chain/fader_curve.h"
 #include "core/module_state.h"
 #include "core/reverb_plugin.h"
-#include "host/effect_driver.h"
+#include "host/vendor_protocol.h"
+#include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
 
@@ -85,17 +86,6 @@ TEST(Entry, TheRecordLiesInMemoryAsHostsReadIt) {
     EXPECT_EQ(field(56), 0x1031);
     EXPECT_EQ(field(60), 0);
     EXPECT_EQ(field(116), 1100);
-}
-
-TEST(Entry, TheDisplayClassLivesAsLongAsAnInstanceDoes) {
-    WNDCLASS found{};
-    auto first = std::make_unique<EffectDriver>();
-    auto second = std::make_unique<EffectDriver>();
-    first.reset();
-    EXPECT_TRUE(GetClassInfo(ownModule(), "ImpDisp", &found));
-    second.reset();
-    EXPECT_FALSE(GetClassInfo(ownModule(), "ImpDisp", &found));
-    EXPECT_EQ(moduleState().instanceList.getSize(), 0);
 }
 
 TEST_F(Dispatcher, TellsNamesAndTextsAndNothingForABadIndex) {

@@ -1,6 +1,6 @@
 #include "convolution/containers/raw_memory.h"
 #include "core/reverb_plugin.h"
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
 
@@ -110,9 +110,9 @@ TEST_F(Rebuild, IsSilentWithoutAMainEngine) {
 TEST_F(Rebuild, OnlyAFlipOfZlOrLlRebuilds) {
     loadResponse(5000);
     const auto rebuilt = [this](int32_t param, float value) {
-        plugin().displayDirty = 0;
+        plugin().editor.displayDirty = 0;
         driver.set(param, value);
-        return plugin().displayDirty != 0;
+        return plugin().editor.displayDirty != 0;
     };
     EXPECT_FALSE(rebuilt(6, 0.6f));
     EXPECT_TRUE(rebuilt(6, 0.4f));
@@ -121,7 +121,7 @@ TEST_F(Rebuild, OnlyAFlipOfZlOrLlRebuilds) {
     EXPECT_FALSE(rebuilt(7, 0.1f));
     for (int32_t param = 0; param < 6; ++param)
         EXPECT_FALSE(rebuilt(param, 0.3f));
-    EXPECT_EQ(plugin().pendingControlMask, 0xFFu);
+    EXPECT_EQ(plugin().editor.pendingControlMask, 0xFFu);
 }
 
 TEST_F(Rebuild, KeepsItsTimeAcrossASwapToAnEngineOfLowerLatency) {

@@ -1,5 +1,5 @@
 #include "core/reverb_plugin.h"
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <string>
 #include <string_view>

@@ -1,5 +1,6 @@
-#include "core/aeffect.h"
 #include "fuzz/fuzzed_effect.h"
+#include "host/aeffect.h"
+#include "host/vendor_protocol.h"
 
 #include <cmath>
 #include <cstdlib>

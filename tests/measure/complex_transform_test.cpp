@@ -1,6 +1,6 @@
 #include "measure/complex_transform.h"
 
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <complex>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/effect_driver.h"
 #include "host/host_object_ptr.h"
 #include "measure/measure_outcome.h"
+#include "test_host/effect_driver.h"
 #include "tests/workbench/services/test_folder.h"
 
 #include <cmath>

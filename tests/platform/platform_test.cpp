@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <thread>
-#include <windows.h>
 
 namespace tonvale {
 namespace {
@@ -55,30 +54,6 @@ TEST(FlushToZeroScope, FlushesToItsEndAndNotBeyond) {
         }
         EXPECT_GT(halved(), 0.0);
     }).join();
-}
-
-TEST(WindowClass, IsKnownByItsModuleAndItsOwnCopyOfTheName) {
-    char name[] = "tonvale-test";
-    WNDCLASS record{}, found{};
-    record.lpszClassName = name;
-    EXPECT_EQ(RegisterClass(&record), 0) << "without a procedure";
-    record.lpfnWndProc = DefWindowProc;
-    EXPECT_NE(RegisterClass(&record), 0);
-    EXPECT_EQ(RegisterClass(&record), 0);
-    name[0] = 'x';
-    EXPECT_FALSE(GetClassInfo(reinterpret_cast<HINSTANCE>(name), "tonvale-test", &found));
-    EXPECT_TRUE(GetClassInfo(nullptr, "tonvale-test", &found));
-    EXPECT_STREQ(found.lpszClassName, "tonvale-test");
-    EXPECT_TRUE(UnregisterClass("tonvale-test", nullptr));
-    EXPECT_FALSE(UnregisterClass("tonvale-test", nullptr));
-}
-
-TEST(Window, ThatHasGoneAnswersNothing) {
-    int gone;
-    const auto window = reinterpret_cast<HWND>(&gone);
-    EXPECT_FALSE(IsWindow(window) || DestroyWindow(window) || PostMessage(window, 1, 0, 0) ||
-                 InvalidateRect(window, nullptr, TRUE) || KillTimer(window, 1));
-    EXPECT_EQ(GetDlgItem(window, 1), nullptr);
 }
 
 } // namespace

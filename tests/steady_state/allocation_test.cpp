@@ -1,5 +1,5 @@
 #include "convolution/containers/raw_memory.h"
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "workbench/cli/commands.h"
+#include "workbench/cli/commands/commands.h"
 #include "workbench/cli/problem.h"
 
 #include <CLI/CLI.hpp>

@@ -1,5 +1,6 @@
 #include "workbench/cli/plugin_module.h"
 
+#include "host/vendor_protocol.h"
 #include "workbench/cli/problem.h"
 #include "workbench/services/host.h"
 

@@ -1,7 +1,7 @@
 #include "workbench/cli/state_file.h"
 
+#include "workbench/cli/commands/stage_catalogue.h"
 #include "workbench/cli/problem.h"
-#include "workbench/cli/stage_catalogue.h"
 
 #include <algorithm>
 #include <cerrno>

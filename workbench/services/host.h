@@ -1,6 +1,7 @@
 #pragma once
 
-#include "core/aeffect.h"
+#include "host/aeffect.h"
+#include "host/host_functions.h"
 
 #include <cstdint>
 

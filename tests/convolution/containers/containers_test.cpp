@@ -3,7 +3,7 @@
 #include "convolution/containers/impulse_buffer.h"
 #include "convolution/containers/raw_memory.h"
 
-#include "host/test_host.h"
+#include "test_host/test_host.h"
 
 #include <algorithm>
 #include <deque>

@@ -1,5 +1,5 @@
 #include "convolution/containers/impulse_buffer.h"
-#include "host/test_host.h"
+#include "test_host/test_host.h"
 
 #include <gtest/gtest.h>
 

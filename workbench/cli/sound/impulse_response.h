@@ -1,7 +1,7 @@
 #pragma once
 
-#include "workbench/cli/aligned_stream.h"
 #include "workbench/cli/plugin_module.h"
+#include "workbench/cli/sound/aligned_stream.h"
 
 namespace tonvale::workbench {
 

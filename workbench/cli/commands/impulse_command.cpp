@@ -1,12 +1,12 @@
-#include "workbench/cli/chain_options.h"
-#include "workbench/cli/commands.h"
-#include "workbench/cli/impulse_response.h"
-#include "workbench/cli/option_values.h"
+#include "workbench/cli/commands/chain_options.h"
+#include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/option_values.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
 #include "workbench/cli/progress_bar.h"
-#include "workbench/cli/sound_reader.h"
-#include "workbench/cli/sound_writer.h"
+#include "workbench/cli/sound/impulse_response.h"
+#include "workbench/cli/sound/sound_reader.h"
+#include "workbench/cli/sound/sound_writer.h"
 
 #include <cstdio>
 #include <memory>

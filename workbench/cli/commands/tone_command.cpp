@@ -1,7 +1,7 @@
 #include "measure/test_tone.h"
-#include "workbench/cli/commands.h"
-#include "workbench/cli/measuring_host.h"
-#include "workbench/cli/option_values.h"
+#include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/measuring_host.h"
+#include "workbench/cli/commands/option_values.h"
 #include "workbench/cli/problem.h"
 
 #include <cmath>

@@ -1,7 +1,7 @@
-#include "workbench/cli/impulse_response.h"
+#include "workbench/cli/sound/impulse_response.h"
 
 #include "workbench/cli/problem.h"
-#include "workbench/cli/sound_reader.h"
+#include "workbench/cli/sound/sound_reader.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,6 @@
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
+
+#include "host/vendor_protocol.h"
 
 #include <algorithm>
 #include <cmath>

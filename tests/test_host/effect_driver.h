@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/test_host.h"
+#include "test_host/test_host.h"
 
 #include <cstdint>
 #include <functional>

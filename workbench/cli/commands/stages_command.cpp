@@ -1,6 +1,6 @@
-#include "workbench/cli/commands.h"
+#include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/stage_catalogue.h"
 #include "workbench/cli/plugin_module.h"
-#include "workbench/cli/stage_catalogue.h"
 
 #include <cstdio>
 #include <sstream>

@@ -3,7 +3,7 @@
 #include "measure/measure_outcome.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/progress_bar.h"
-#include "workbench/cli/sound_writer.h"
+#include "workbench/cli/sound/sound_writer.h"
 
 #include <memory>
 #include <optional>

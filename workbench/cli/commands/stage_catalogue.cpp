@@ -1,6 +1,6 @@
-#include "workbench/cli/stage_catalogue.h"
+#include "workbench/cli/commands/stage_catalogue.h"
 
-#include "workbench/cli/option_values.h"
+#include "workbench/cli/commands/option_values.h"
 #include "workbench/cli/problem.h"
 
 #include <cmath>

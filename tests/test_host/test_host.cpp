@@ -1,7 +1,7 @@
-#include "host/test_host.h"
+#include "test_host/test_host.h"
 
 #include "convolution/containers/raw_memory.h"
-#include "host/effect_driver.h"
+#include "test_host/effect_driver.h"
 #include "workbench/services/host.h"
 #include "workbench/services/transforms.h"
 

@@ -1,8 +1,8 @@
 #include "host/host_object_ptr.h"
 #include "measure/deconvolver.h"
-#include "workbench/cli/commands.h"
-#include "workbench/cli/measuring_host.h"
-#include "workbench/cli/option_values.h"
+#include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/measuring_host.h"
+#include "workbench/cli/commands/option_values.h"
 #include "workbench/services/media.h"
 
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "workbench/cli/sound_reader.h"
+#include "workbench/cli/sound/sound_reader.h"
 
 #include "workbench/cli/problem.h"
 #include "workbench/services/media.h"

@@ -1,9 +1,9 @@
-#include "workbench/cli/chain_options.h"
+#include "workbench/cli/commands/chain_options.h"
 
+#include "workbench/cli/commands/stage_catalogue.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
-#include "workbench/cli/sound_reader.h"
-#include "workbench/cli/stage_catalogue.h"
+#include "workbench/cli/sound/sound_reader.h"
 #include "workbench/cli/state_file.h"
 #include "workbench/services/host.h"
 

@@ -1,4 +1,4 @@
-#include "workbench/cli/sound_writer.h"
+#include "workbench/cli/sound/sound_writer.h"
 
 #include "chain/decibels.h"
 #include "convolution/containers/bounded_integer.h"

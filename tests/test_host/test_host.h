@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/aeffect.h"
+#include "host/aeffect.h"
 #include "host/host_functions.h"
 
 #include <atomic>

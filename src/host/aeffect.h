@@ -1,7 +1,5 @@
 #pragma once
 
-#include "host/host_functions.h"
-
 #include <cstddef>
 #include <cstdint>
 
@@ -82,20 +80,6 @@ enum HostOpcode : int32_t {
     audioMasterBeginEdit = 43,
     audioMasterEndEdit = 44,
 };
-
-// Sub-commands of effVendorSpecific, by index.
-enum VendorCommand : int32_t {
-    vendorParamText = 7,
-    vendorReadStage = 23,
-    vendorChangeChain = 24,
-    vendorChannelConfig = 69,
-    vendorParamRange = static_cast<int32_t>(0xDEADBEF0),
-};
-
-// Answers of the vendor sub-commands and of effCanDo.
-constexpr intptr_t vendorParamAnswer = 0xBEEF;
-constexpr intptr_t vendorChainAnswer = 0xF00D;
-constexpr intptr_t canDoAnswer = 0xBEEF0000;
 
 /// What lies in memory as these four characters.
 constexpr int32_t fourBytes(const char (&text)[5]) {

@@ -1,4 +1,4 @@
-#include "workbench/cli/measuring_host.h"
+#include "workbench/cli/commands/measuring_host.h"
 
 #include "host/host_functions.h"
 #include "workbench/cli/problem.h"

@@ -1,4 +1,4 @@
-#include "workbench/cli/aligned_stream.h"
+#include "workbench/cli/sound/aligned_stream.h"
 
 #include "platform/flush_to_zero.h"
 
