@@ -6,6 +6,7 @@
 #include "platform/window_types.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace tonvale {
 
@@ -22,6 +23,8 @@ class ImpulseGenerator {
   public:
     ReverbPlugin *owner = nullptr; ///< set by createImpulseGenerator, not owned
     Relaxed<uint8_t> bypassed{0};  ///< 1: the stage keeps its place and is skipped by every run
+    /// The owner's: the next of the stages that left the chain while a run was using them.
+    std::unique_ptr<ImpulseGenerator> nextLeaving;
 
     virtual ~ImpulseGenerator() = default;
 

@@ -1,16 +1,11 @@
-#include "core/reverb_plugin.h"
-
-#include "convolution/sample_streams.h"
+#include "core/audio_path.h"
 
 #include <algorithm>
-
-// One block of the host, from its inputs to its outputs.
 
 namespace tonvale {
 
 /// The block on its way.
-struct ReverbPlugin::AudioBlock {
-    const double *const *inputs;
+struct AudioPath::Block {
     double *const *outputs;
     int32_t frames;
     int32_t channels;
@@ -19,7 +14,7 @@ struct ReverbPlugin::AudioBlock {
 
 namespace {
 
-/// A gain that moves in a straight line.
+/// A gain that moves in a straight line, and gets there with the first sample of the next block.
 struct GainRamp {
     double start;
     double step;
@@ -31,224 +26,118 @@ struct GainRamp {
     double at(int32_t i) const { return start + step * i; }
 };
 
-/// Engines see left * a + right * (1 - a), and the other way round, with `a` moving from `from` by
-/// `step` a sample.
-void mixPair(const double *left, const double *right, double *outLeft, double *outRight,
-             int32_t frames, double from, double step) {
-    for (int32_t i = 0; i < frames; ++i) {
-        const double a = from + step * i;
-        const double l = left ? left[i] : 0.0;
-        const double r = right ? right[i] : 0.0;
-        outLeft[i] = l * a + r * (1.0 - a);
-        outRight[i] = r * a + l * (1.0 - a);
-    }
-}
-
 } // namespace
 
-void ReverbPlugin::processAudio(double **inputs, double **outputs, int32_t frames) {
-    frames = std::max(frames, 0);
-    CriticalScope audioScope(audioLock);
-    AudioBlock block{.inputs = inputs,
-                     .outputs = outputs,
-                     .frames = frames,
-                     .channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels),
-                     .fed = {}};
-    captureDry(block);
-    mixWidth(block);
-    feedEngines(block);
-    const int32_t wetWanted = settleWetTiming(frames);
-    const int32_t dryCount = settleDryTiming(block);
+OutputGains::Values OutputGains::target(double wet, double dry, double pan) {
+    return {.dry = dry,
+            .wetLeft = pan > 0.0 ? wet * (1.0 - std::min(pan, 1.0)) : wet,
+            .wetRight = pan < 0.0 ? wet * (1.0 + std::max(pan, -1.0)) : wet};
+}
 
-    const int32_t ready =
-        onMainEngine([=](auto &engine) { return engine.samplesAvailable(wetWanted); });
-    const int32_t wetCount = std::clamp(ready, 0, wetWanted);
+OutputGains::Values OutputGains::moveTo(const Values &next) {
+    return std::exchange(last, next);
+}
+
+void AudioPath::process(const double *const *inputs, double *const *outputs, int32_t frames,
+                        const Settings &settings) {
+    Block block{.outputs = outputs, .frames = frames, .channels = settings.channels, .fed = {}};
+    dry.capture(inputs, frames, block.channels);
+    std::copy_n(inputs, block.channels, block.fed);
+    width.apply(block.fed, frames, block.channels, settings.width);
+    feed(block);
+
+    const int32_t wetCount = main.samplesAvailable(settleWetTiming(frames, settings));
+    dry.settle(settings.delay, wetCount, block.channels);
     for (int32_t c = 0; c < block.channels; ++c) {
         if (outputs[c])
             std::fill_n(outputs[c], frames - wetCount, 0.0);
     }
     if (wetCount < 1)
         return;
-    writeOutput(block, wetCount, dryCount);
-    onMainEngine([=](auto &engine) { engine.advanceOutput(wetCount); });
+    writeOutput(block, wetCount, settings);
+    main.advanceOutput(wetCount);
 }
 
-void ReverbPlugin::captureDry(const AudioBlock &block) {
-    for (int32_t c = 0; c < block.channels; ++c)
-        appendSamples(dryDelay[c], block.inputs[c], block.frames);
+void AudioPath::feed(const Block &block) {
+    main.addSamples(block.fed, block.frames, block.channels);
+    if (tail.isActive())
+        tail.feed(block.fed, block.frames, block.channels);
 }
 
-void ReverbPlugin::mixWidth(AudioBlock &block) {
-    std::copy_n(block.inputs, block.channels, block.fed);
-    const double width = widthValue();
-    const int32_t paired = block.channels & ~1;
-    if (width <= -1.0 && lastWidth <= -1.0 && paired > 0) {
-        for (int32_t c = 0; c < paired; c += 2)
-            std::swap(block.fed[c], block.fed[c + 1]);
-        return;
-    }
-    const bool untouched = block.channels == 1 || (width >= 1.0 && lastWidth >= 1.0);
-    if (untouched || block.frames < 1)
-        return;
-
-    const int64_t needed = int64_t{paired} * block.frames;
-    if (needed > SampleBuffer::maxCount)
-        return;
-    widthScratch.resize(static_cast<int32_t>(needed), false);
-    if (widthScratch.getSize() != needed)
-        return;
-    const double to = std::clamp(width * 0.5 + 0.5, 0.0, 1.0);
-    const double from = std::clamp(lastWidth * 0.5 + 0.5, 0.0, 1.0);
-    const double step = (to - from) / block.frames;
-    lastWidth = width;
-    for (int32_t c = 0; c < paired; c += 2) {
-        double *left = widthScratch.get() + int64_t{c} * block.frames;
-        double *right = left + block.frames;
-        mixPair(block.fed[c], block.fed[c + 1], left, right, block.frames, from, step);
-        block.fed[c] = left;
-        block.fed[c + 1] = right;
-    }
-}
-
-void ReverbPlugin::feedEngines(const AudioBlock &block) {
-    onMainEngine([&](auto &engine) { engine.addSamples(block.fed, block.frames, block.channels); });
-    if (!tailEngine)
-        return;
-    {
-        CriticalScope queueScope(queueLock);
-        levelTailQueues(block.channels);
-        for (int32_t c = 0; c < block.channels; ++c) {
-            reserveSamples(tailInput[c], tailSplit + block.frames, block.frames);
-            appendSamples(tailInput[c], block.fed[c], block.frames);
-        }
-    }
-    workerWake->signal();
-}
-
-/// How many wet samples this block is to have. Wet leaves initialDelay - preverbSamples samples
-/// after it came in: silence fills what is missing to that, and what is over is dropped.
-int32_t ReverbPlugin::settleWetTiming(int32_t frames) {
-    const int32_t deficit = effect.initialDelay - preverbSamples - wetPreroll;
-    if (deficit > 0) {
+/// How many wet samples this block is to have. Wet leaves delay - preverb samples after it came in:
+/// silence fills what is missing to that, and what is over is dropped.
+int32_t AudioPath::settleWetTiming(int32_t frames, const Settings &settings) {
+    const int32_t deficit = settings.delay - settings.preverb - preroll;
+    if (deficit >= 0) {
         const int32_t fill = std::min(frames, deficit);
-        wetPreroll += fill;
+        preroll += fill;
         return frames - fill;
     }
-    if (deficit < 0) {
-        const int32_t ready =
-            onMainEngine([=](auto &engine) { return engine.samplesAvailable(-deficit); });
-        onMainEngine([=](auto &engine) { engine.advanceOutput(ready); });
-        wetPreroll -= ready;
-        if (tailEngine)
-            tailSkew -= ready;
-    }
+    const int32_t dropped = main.samplesAvailable(-deficit);
+    main.advanceOutput(dropped);
+    preroll -= dropped;
+    if (tail.isActive())
+        tail.skip(dropped);
     return frames;
 }
 
-/// How many dry samples this block can have at its end. Dry leaves initialDelay samples after it
-/// came in.
-int32_t ReverbPlugin::settleDryTiming(const AudioBlock &block) {
-    const int32_t delay = effect.initialDelay;
-    const int32_t queued = dryDelay[0].samplesAvailable();
-    const int32_t spare = queued - block.frames;
-    if (spare < delay)
-        return std::max(0, queued - delay);
-    if (spare > delay) {
-        for (int32_t c = 0; c < block.channels; ++c)
-            dryDelay[c].advance(sampleBytes(spare - delay));
-    }
-    return block.frames;
-}
-
-/// Pan works on the wet signal alone, and only ever lowers a side.
-ReverbPlugin::WetGains ReverbPlugin::wetGains() const {
-    const double gain = params[paramWet];
-    const double pan = params[paramPan] * 2.0 - 1.0;
-    return {pan > 0.0 ? gain * (1.0 - std::min(pan, 1.0)) : gain,
-            pan < 0.0 ? gain * (1.0 + std::max(pan, -1.0)) : gain};
-}
-
-void ReverbPlugin::settleGains() {
-    lastWidth = widthValue();
-    settleOutputGains();
-}
-
-void ReverbPlugin::settleOutputGains() {
-    const WetGains wet = wetGains();
-    lastDry = params[paramDry];
-    lastWetLeft = wet.left;
-    lastWetRight = wet.right;
-}
-
 /// Writes the last `wetCount` samples of each output: the wet samples with the tail's, and the dry
-/// ones lined up with the end of the block. Gains ramp over the wet part.
-void ReverbPlugin::writeOutput(const AudioBlock &block, int32_t wetCount, int32_t dryCount) {
-    double *wet[maxChannels] = {};
-    onMainEngine([&](auto &engine) {
-        double *const *pointers = engine.outputPointers();
-        for (int32_t c = 0; pointers && c < block.channels; ++c)
-            wet[c] = engine.samplesReady(c) >= wetCount ? pointers[c] : nullptr;
-    });
-    if (tailEngine)
-        collectTail(wet, wetCount, block.channels);
+/// ones that are due, lined up with the end of the block. Gains ramp over the wet part.
+void AudioPath::writeOutput(const Block &block, int32_t wetCount, const Settings &settings) {
+    double *wet[maxChannels];
+    main.readyPointers(wet, wetCount, block.channels);
+    if (tail.isActive())
+        tail.addTo(wet, wetCount, block.channels);
 
-    const WetGains last{lastWetLeft, lastWetRight};
-    const GainRamp dryGain(lastDry, params[paramDry], wetCount);
-    settleOutputGains();
-    const GainRamp wetGain[2] = {{last.left, lastWetLeft, wetCount},
-                                 {last.right, lastWetRight, wetCount}};
+    const OutputGains::Values to = OutputGains::target(settings.wet, settings.dry, settings.pan);
+    const OutputGains::Values from = gains.moveTo(to);
+    const GainRamp dryGain(from.dry, to.dry, wetCount);
+    const GainRamp wetGain[2] = {{from.wetLeft, to.wetLeft, wetCount},
+                                 {from.wetRight, to.wetRight, wetCount}};
 
-    const int32_t queued = dryDelay[0].samplesAvailable();
-    dryCount = std::min(dryCount, wetCount);
-    dryScratch.resize(block.frames, false);
     for (int32_t c = 0; c < block.channels; ++c) {
-        const int32_t dry = fetchDry(c, dryCount, queued);
+        int32_t dryCount = wetCount;
+        const double *drySamples = dry.fetch(c, settings.delay, dryCount);
         if (!block.outputs[c])
             continue;
         double *out = block.outputs[c] + block.frames - wetCount;
         const GainRamp &gain = wetGain[c & 1];
         for (int32_t i = 0; i < wetCount; ++i)
             out[i] = wet[c] ? gain.at(i) * wet[c][i] : 0.0;
-        const int32_t first = wetCount - dry;
-        for (int32_t i = 0; i < dry; ++i)
-            out[first + i] += dryGain.at(first + i) * dryScratch.get()[i];
+        const int32_t first = wetCount - dryCount;
+        for (int32_t i = 0; i < dryCount; ++i)
+            out[first + i] += dryGain.at(first + i) * drySamples[i];
     }
 }
 
-/// Takes up to `dryCount` samples off a channel's queue into dryScratch, and answers how many. A
-/// channel that joined late keeps its samples until it is in line with the first one, which had
-/// `queuedOnFirst` of them.
-int32_t ReverbPlugin::fetchDry(int32_t channel, int32_t dryCount, int32_t queuedOnFirst) {
-    BlockQueue &queue = dryDelay[channel];
-    const int32_t surplus = queue.samplesAvailable() - queuedOnFirst;
-    if (surplus > 0)
-        queue.advance(sampleBytes(surplus));
-    const int32_t available = queue.samplesAvailable();
-    const int32_t due = available - (queuedOnFirst - dryCount);
-    const int32_t count =
-        std::clamp(std::min(due, available), 0, std::min(dryCount, dryScratch.getSize()));
-    queue.getToBuffer(0, dryScratch.get(), sampleBytes(count));
-    queue.advance(sampleBytes(count));
-    return count;
+void AudioPath::reset() {
+    main.resetState();
+    tail.reset();
+    dry.clear();
+    preroll = 0;
+    largestLatency = main.latencySamples();
 }
 
-void ReverbPlugin::resetAudioState() {
-    CriticalScope audioScope(audioLock);
-    onMainEngine([](auto &engine) { engine.resetState(); });
-    if (tailEngine) {
-        CriticalScope workerScope(workerLock);
-        tailEngine->resetState();
-        clearTailQueues();
-    }
-    for (BlockQueue &queue : dryDelay)
-        queue.clear();
-    wetPreroll = 0;
-    engineLatency = onMainEngine([](auto &engine) { return engine.latencySamples(); });
-    setReportedLatency(engineLatency + preverbSamples);
-    if (tailEngine)
-        tailSkew = tailSplit;
-    settleGains();
-    editor.forgetGesture();
+void AudioPath::settleGains(const Settings &settings) {
+    width.settle(settings.width);
+    gains.moveTo(OutputGains::target(settings.wet, settings.dry, settings.pan));
+}
+
+void AudioPath::prime(EngineSet &next, int32_t samples, int32_t channels) {
+    next.main.addSamples(nullptr, samples, channels);
+    if (next.tailEngine)
+        next.tailEngine->addSamples(nullptr, 0, channels);
+}
+
+void AudioPath::exchange(EngineSet &next, int32_t primed, int32_t channels) {
+    std::swap(main, next.main);
+    // Audio went on since the engines were primed: what it then lacks is added. Where it was reset,
+    // or dropped wet samples, the next block drops what is over.
+    if (primed < preroll)
+        main.addSamples(nullptr, preroll - primed, channels);
+    preroll = std::max(primed, preroll);
+    tail.exchange(next, preroll);
+    largestLatency = std::max(largestLatency, main.latencySamples());
 }
 
 } // namespace tonvale

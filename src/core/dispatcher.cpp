@@ -1,17 +1,27 @@
-#include "core/reverb_plugin.h"
+#include "core/dispatcher.h"
 
-#include "convolution/containers/bounded_integer.h"
+#include "core/reverb_plugin.h"
+#include "core/state_chunk.h"
+#include "core/vendor_commands.h"
 #include "host/localized_text.h"
 #include "host/vendor_protocol.h"
 #include "text/number_text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
-#include <new>
+#include <exception>
+
+// Every entry by which a host gets in from C, with the catch that no exception passes.
 
 namespace tonvale {
 
 namespace {
+
+constexpr int32_t effectFlags = 0x0001    // has an editor
+                                | 0x0010  // replaces its output
+                                | 0x0020  // its state is a chunk
+                                | 0x1000; // in double precision
 
 constexpr const char *effectName = "Tonvale";
 constexpr const char *vendorName = "Keldry";
@@ -81,10 +91,10 @@ intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t 
         plugin.editor.close();
         return 0;
     case effGetChunk:
-        return ptr ? plugin.saveChunk(static_cast<void **>(ptr)) : 0;
+        return ptr ? saveChunk(plugin, static_cast<void **>(ptr)) : 0;
     case effSetChunk:
-        plugin.loadChunk(ptr,
-                         ptr ? static_cast<int32_t>(std::clamp<intptr_t>(value, 0, INT32_MAX)) : 0);
+        if (ptr)
+            loadChunk(plugin, ptr, static_cast<int32_t>(std::clamp<intptr_t>(value, 0, INT32_MAX)));
         return 0;
     case effCanBeAutomated:
         return paramRow(index) ? 1 : 0;
@@ -111,11 +121,13 @@ intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t 
     }
 }
 
-} // namespace
+ReverbPlugin *pluginOf(AEffect *effect) {
+    return static_cast<ReverbPlugin *>(effect->user);
+}
 
 intptr_t dispatchEffect(AEffect *effect, int32_t opcode, int32_t index, intptr_t value, void *ptr,
                         float opt) {
-    auto *plugin = static_cast<ReverbPlugin *>(effect->user);
+    ReverbPlugin *plugin = pluginOf(effect);
     if (!plugin)
         return 0;
     if (opcode == effClose) {
@@ -124,9 +136,68 @@ intptr_t dispatchEffect(AEffect *effect, int32_t opcode, int32_t index, intptr_t
     }
     try {
         return dispatch(*plugin, opcode, index, value, ptr, opt);
-    } catch (const std::bad_alloc &) {
+    } catch (const std::exception &) {
         return 0;
     }
+}
+
+/// For audio in single precision, which this effect doesn't do: outputs stay as they are.
+void leaveOutputs(AEffect *, float **, float **, int32_t) {}
+
+/// A host's array of channels, or one of nulls.
+double *const *channelsOf(double **given) {
+    static constexpr double *none[maxChannels] = {};
+    return given ? given : none;
+}
+
+void processDoubleReplacing(AEffect *effect, double **inputs, double **outputs, int32_t frames) {
+    ReverbPlugin *plugin = pluginOf(effect);
+    if (!plugin)
+        return;
+    try {
+        plugin->processAudio(channelsOf(inputs), channelsOf(outputs), frames);
+    } catch (const std::exception &) {
+        // What the block still lacked is silence.
+        for (int32_t c = 0; c < loadRelaxed(effect->numOutputs); ++c) {
+            if (double *out = channelsOf(outputs)[c])
+                std::fill_n(out, std::max(frames, 0), 0.0);
+        }
+    }
+}
+
+void setEffectParameter(AEffect *effect, int32_t index, float value) {
+    ReverbPlugin *plugin = pluginOf(effect);
+    // What isn't a finite number is no value at all, and would sound for as long as it stays.
+    if (plugin && paramRow(index) && std::isfinite(value))
+        plugin->setParameter(index, value);
+}
+
+float getEffectParameter(AEffect *effect, int32_t index) {
+    ReverbPlugin *plugin = pluginOf(effect);
+    if (!plugin || !paramRow(index))
+        return 0.0f;
+    CriticalScope audioScope(plugin->audioLock);
+    return static_cast<float>(plugin->params[index]);
+}
+
+} // namespace
+
+void fillEffectRecord(AEffect &effect, ReverbPlugin &plugin) {
+    effect.magic = fourBytes("PtsV");
+    effect.dispatcher = dispatchEffect;
+    effect.process = leaveOutputs;
+    effect.setParameter = setEffectParameter;
+    effect.getParameter = getEffectParameter;
+    effect.numPrograms = 1;
+    effect.numParams = paramCount;
+    effect.numInputs = 2;
+    effect.numOutputs = 2;
+    effect.flags = effectFlags;
+    effect.user = &plugin;
+    effect.uniqueID = fourBytes("lvnt");
+    effect.version = 1100;
+    effect.processReplacing = leaveOutputs;
+    effect.processDoubleReplacing = processDoubleReplacing;
 }
 
 } // namespace tonvale

@@ -1,10 +1,12 @@
 #include "core/reverb_plugin.h"
 
+#include "chain/stage_owner.h"
 #include "convolution/containers/bounded_integer.h"
+#include "core/dispatcher.h"
 #include "core/module_state.h"
 
 #include <algorithm>
-#include <cmath>
+#include <exception>
 #include <new>
 
 namespace tonvale {
@@ -15,100 +17,62 @@ namespace {
 /// long.
 constexpr int32_t maxPreverbSamples = 1 << 24;
 
-constexpr int32_t effectFlags = 0x0001    // has an editor
-                                | 0x0010  // replaces its output
-                                | 0x0020  // its state is a chunk
-                                | 0x1000; // in double precision
-
-/// For audio in single precision, which this effect doesn't do: outputs stay as they are.
-void leaveOutputs(AEffect *, float **, float **, int32_t) {}
-
-void processDoubleReplacing(AEffect *effect, double **inputs, double **outputs, int32_t frames) {
-    auto *plugin = static_cast<ReverbPlugin *>(effect->user);
-    if (!plugin)
-        return;
-    try {
-        plugin->processAudio(inputs, outputs, frames);
-    } catch (const std::bad_alloc &) {
-        // What the block still lacked is silence.
-        for (int32_t c = 0; c < effect->numOutputs; ++c) {
-            if (outputs[c])
-                std::fill_n(outputs[c], std::max(frames, 0), 0.0);
-        }
-    }
-}
-
-void setEffectParameter(AEffect *effect, int32_t index, float value) {
-    auto *plugin = static_cast<ReverbPlugin *>(effect->user);
-    // What isn't a number is no value at all, and would sound for as long as it stays.
-    if (!plugin || !paramRow(index) || std::isnan(value))
-        return;
-    try {
-        plugin->setParameter(index, value);
-    } catch (const std::bad_alloc &) {
-        // The old engines go on.
-    }
-}
-
-float getEffectParameter(AEffect *effect, int32_t index) {
-    auto *plugin = static_cast<ReverbPlugin *>(effect->user);
-    if (!plugin || !paramRow(index))
-        return 0.0f;
-    CriticalScope audioScope(plugin->audioLock);
-    return static_cast<float>(plugin->params[index]);
-}
+/// A rebuild that failed this often in a row waits for the next change: each one costs the thread
+/// of the host's idle calls a whole run of the chain.
+constexpr int32_t mostRetries = 3;
 
 } // namespace
 
 ReverbPlugin::ReverbPlugin() {
     for (int32_t i = 0; i < paramCount; ++i)
         params[i] = plainToParam(i, paramRow(i)->defaultValue);
-    impulse.setNumChannels(1, false);
-
-    effect.magic = fourBytes("PtsV");
-    effect.dispatcher = dispatchEffect;
-    effect.process = leaveOutputs;
-    effect.setParameter = setEffectParameter;
-    effect.getParameter = getEffectParameter;
-    effect.numPrograms = 1;
-    effect.numParams = paramCount;
-    effect.numInputs = 2;
-    effect.numOutputs = 2;
-    effect.flags = effectFlags;
-    effect.user = this;
-    effect.uniqueID = fourBytes("lvnt");
-    effect.version = 1100;
-    effect.processReplacing = leaveOutputs;
-    effect.processDoubleReplacing = processDoubleReplacing;
-
+    fillEffectRecord(effect, *this);
     applyDelayChange();
-    effect.initialDelay = 0;
-    rebuildImpulse();
+    if (!rebuildOnce() || !moduleState().instanceList.add(this))
+        throw std::bad_alloc();
     resetAudioState();
-
     addEditorUser();
-    moduleState().instanceList.add(this);
 }
 
 ReverbPlugin::~ReverbPlugin() {
-    stopWorker();
-    clearTailQueues();
+    audio.tail.stop();
     ModuleState &module = moduleState();
     module.instanceList.remove(module.instanceList.find(this));
     editor.close();
-    stages.clear(true);
-    tailEngine.reset();
-    uniformEngine.reset();
-    zlEngine.reset();
     removeEditorUser();
 }
 
-void ReverbPlugin::tellHostOfChange() {
-    if (const HostCallback callback = moduleState().audioMaster)
-        callback(&effect, audioMasterAutomate, -1, 0, nullptr, 0.0f);
+/// Under audioLock.
+AudioPath::Settings ReverbPlugin::audioSettings() {
+    return {.channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels),
+            .delay = effect.initialDelay,
+            .preverb = preverbSamples,
+            .wet = params[paramWet],
+            .dry = params[paramDry],
+            .width = params[paramWidth] * 2.0 - 1.0,
+            .pan = params[paramPan] * 2.0 - 1.0};
 }
 
-void ReverbPlugin::setReportedLatency(int32_t samples) {
+void ReverbPlugin::processAudio(const double *const *inputs, double *const *outputs,
+                                int32_t frames) {
+    CriticalScope audioScope(audioLock);
+    audio.process(inputs, outputs, std::max(frames, 0), audioSettings());
+}
+
+void ReverbPlugin::resetAudioState() {
+    CriticalScope audioScope(audioLock);
+    audio.reset();
+    reportLatency(audio.engineLatency() + preverbSamples);
+    audio.settleGains(audioSettings());
+    editor.forgetGesture();
+}
+
+void ReverbPlugin::settleGains() {
+    CriticalScope audioScope(audioLock);
+    audio.settleGains(audioSettings());
+}
+
+void ReverbPlugin::reportLatency(int32_t samples) {
     // The host reads it when it likes.
     storeRelaxed(effect.initialDelay, samples);
 }
@@ -122,8 +86,8 @@ void ReverbPlugin::applyDelayChange() {
 
     const int32_t before = preverbSamples;
     const double samples = paramToPlain(paramPreverb, params[paramPreverb]) * 0.001 * sampleRate;
-    preverbSamples = boundedInteger(samples, -maxPreverbSamples, maxPreverbSamples);
-    setReportedLatency(std::max(engineLatency + preverbSamples, effect.initialDelay));
+    preverbSamples = boundedInteger(samples, 0, maxPreverbSamples);
+    reportLatency(std::max(audio.engineLatency() + preverbSamples, effect.initialDelay));
     if (preverbSamples != before)
         editor.redrawDisplay();
 }
@@ -142,19 +106,84 @@ void ReverbPlugin::setParameter(int32_t index, double value) {
         rebuildImpulse();
 }
 
-intptr_t hostContext(ReverbPlugin *owner, int32_t item) {
-    const HostCallback callback = moduleState().audioMaster;
-    if (!callback || !owner)
-        return 0;
-    return callback(&owner->effect, hostLookupOpcode, hostLookupContext, item, nullptr, 0.0f);
+void ReverbPlugin::rebuildImpulse() noexcept {
+    rebuildPending = 0;
+    bool retry = false;
+    {
+        CriticalScope rebuildScope(rebuildLock);
+        rebuildAgain = rebuilding;
+        if (rebuilding)
+            return;
+        rebuilding = true;
+        bool done = rebuildOnce();
+        if (std::exchange(rebuildAgain, false))
+            done = rebuildOnce() && !rebuildAgain;
+        rebuilding = false;
+        failedRebuilds = done ? 0 : failedRebuilds + 1;
+        retry = !done && failedRebuilds <= mostRetries;
+    }
+    if (retry)
+        requestRebuildAtIdle(this);
 }
 
-void requestRebuildAtIdle(ReverbPlugin *owner) {
-    if (!owner)
-        return;
-    owner->rebuildPending = 1;
+/// Answers false, and leaves response and engines as they were, where memory ran out.
+bool ReverbPlugin::rebuildOnce() noexcept {
+    const bool done = replaceResponse();
+    if (!audio.tail.isActive())
+        audio.tail.stop();
+    if (done)
+        editor.displayDirty = 1;
+    return done;
+}
+
+bool ReverbPlugin::replaceResponse() noexcept {
+    try {
+        ImpulseBuffer fresh;
+        chain.run(fresh, sampleRate);
+        EngineWishes wishes = engineWishes(params, fresh.getLength());
+        wishes.useTail = wishes.useTail && audio.tail.start();
+        EngineSet next = buildEngines(fresh, wishes);
+        if (!next.main)
+            return false;
+        putInPlace(next);
+        impulse.swap(fresh);
+        impulseLength = impulse.getLength();
+        impulseChannels = impulse.getNumChannels();
+        return true;
+    } catch (const std::exception &) {
+        return false;
+    }
+}
+
+/// Under rebuildLock. What `next` holds behind it are the old engines.
+void ReverbPlugin::putInPlace(EngineSet &next) {
+    const int32_t channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels);
+    int32_t primed = 0;
+    {
+        CriticalScope audioScope(audioLock);
+        primed = audio.wetPreroll();
+    }
+    AudioPath::prime(next, primed, channels);
+
+    // The only moment that waits for audio and worker.
+    CriticalScope audioScope(audioLock);
+    audio.exchange(next, primed, channels);
+    reportLatency(std::max(audio.engineLatency() + preverbSamples, effect.initialDelay));
+}
+
+void ReverbPlugin::retire(ImpulseChain::Stage stage) {
+    editor.closeDialogOf(stage.get());
+    chain.letGo(std::move(stage));
+}
+
+void ReverbPlugin::removeAllStages() {
+    while (ImpulseChain::Stage last = chain.take(chain.getSize() - 1))
+        retire(std::move(last));
+}
+
+void ReverbPlugin::tellHostOfChange() {
     if (const HostCallback callback = moduleState().audioMaster)
-        callback(&owner->effect, audioMasterNeedIdle, 0, 0, nullptr, 0.0f);
+        callback(&effect, audioMasterAutomate, -1, 0, nullptr, 0.0f);
 }
 
 } // namespace tonvale

@@ -1,11 +1,12 @@
-#include "core/reverb_plugin.h"
+#include "core/state_chunk.h"
 
 #include "convolution/containers/bounded_integer.h"
+#include "core/reverb_plugin.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <memory>
+#include <exception>
 
 // The state of an instance as bytes. A head of 32-bit floats comes first: minus the number of those
 // that follow, the parameters, the channel count. Then the stages in order, each as a text key with
@@ -34,9 +35,30 @@ SaveBuffers &saveBuffers() {
     return buffers;
 }
 
-void addFloat(FifoBuffer &chunk, double value) {
+bool addFloat(FifoBuffer &chunk, double value) {
     const auto narrow = static_cast<float>(value);
-    chunk.add(&narrow, floatSize);
+    return chunk.add(&narrow, floatSize) != nullptr;
+}
+
+bool addHead(FifoBuffer &chunk, const ReverbPlugin &plugin) {
+    bool whole = addFloat(chunk, -headFloats);
+    for (const Relaxed<double> &param : plugin.params)
+        whole = addFloat(chunk, param) && whole;
+    return addFloat(chunk, loadRelaxed(plugin.effect.numInputs)) && whole;
+}
+
+/// Appends the record of `stage`, for which `payload` lends its room.
+bool addRecord(FifoBuffer &chunk, ImpulseGenerator &stage, HeapBuffer &payload) {
+    const char *key = stage.getTypeKey();
+    payload.resize(0, false);
+    stage.saveState(payload);
+    if (!key || !*key)
+        return true;
+    const int32_t size = payload.getSize();
+    const auto keySize = static_cast<int32_t>(std::strlen(key)) + 1;
+    // Every stage saves something, so an empty payload is one that memory failed.
+    return size > 0 && (!stage.bypassed || chunk.add("!", 1)) && chunk.add(key, keySize) &&
+           chunk.add(&size, sizeSize) && chunk.add(payload.get(), size);
 }
 
 /// The bytes that are left to read.
@@ -58,7 +80,7 @@ struct ChunkReader {
 };
 
 void takeParam(ReverbPlugin &plugin, int32_t index, double value) {
-    if (!std::isnan(value))
+    if (std::isfinite(value))
         plugin.params[index] = value;
 }
 
@@ -81,8 +103,8 @@ int32_t readHead(ReverbPlugin &plugin, ChunkReader &reader, int32_t channels) {
         if (i < paramCount) {
             takeParam(plugin, i, value);
         } else if (i == paramCount) {
-            const int32_t told = boundedInteger(value, 0, ReverbPlugin::maxChannels + 1);
-            if (told >= 1 && told <= ReverbPlugin::maxChannels)
+            const int32_t told = boundedInteger(value, 0, maxChannels + 1);
+            if (told >= 1 && told <= maxChannels)
                 channels = told;
         }
     }
@@ -106,11 +128,10 @@ bool readRecord(ReverbPlugin &plugin, ChunkReader &reader) {
     reader.skip(sizeSize);
     if (size < 0 || size > reader.left)
         return false;
-    std::unique_ptr<ImpulseGenerator> stage(createImpulseGenerator(key, &plugin));
+    ImpulseChain::Stage stage(createImpulseGenerator(key, &plugin));
     if (stage) {
         stage->loadState(key, reader.place, size);
-        if (plugin.stages.add(stage.get()))
-            static_cast<void>(stage.release());
+        plugin.chain.insert(INT32_MAX, stage);
     }
     reader.skip(size);
     return true;
@@ -118,56 +139,41 @@ bool readRecord(ReverbPlugin &plugin, ChunkReader &reader) {
 
 } // namespace
 
-int32_t ReverbPlugin::saveChunk(void **data) {
+int32_t saveChunk(ReverbPlugin &plugin, void **data) {
     auto &[chunk, payload] = saveBuffers();
+    *data = nullptr;
     chunk.clear();
-    addFloat(chunk, -headFloats);
-    for (const Relaxed<double> &param : params)
-        addFloat(chunk, param);
-    addFloat(chunk, loadRelaxed(effect.numInputs));
-
-    CriticalScope chainScope(chainLock);
-    for (int32_t i = 0; i < stages.getSize(); ++i) {
-        ImpulseGenerator &stage = *stages.get(i);
-        const char *key = stage.getTypeKey();
-        payload.resize(0, false);
-        stage.saveState(payload);
-        if (!key || !*key)
-            continue;
-        if (stage.bypassed)
-            chunk.add("!", 1);
-        chunk.add(key, static_cast<int32_t>(std::strlen(key)) + 1);
-        const int32_t size = payload.getSize();
-        chunk.add(&size, sizeSize);
-        chunk.add(payload.get(), size);
-    }
+    bool whole = addHead(chunk, plugin);
+    plugin.chain.forEach([&, &file = chunk, &room = payload](ImpulseGenerator &stage) {
+        whole = whole && addRecord(file, stage, room);
+    });
+    if (!whole)
+        return 0;
     *data = chunk.get();
     return chunk.getAvailable();
 }
 
-void ReverbPlugin::loadChunk(const void *data, int32_t size) {
-    editor.closeStageDialog();
+void loadChunk(ReverbPlugin &plugin, const void *data, int32_t size) {
+    plugin.editor.closeStageDialog();
+    plugin.removeAllStages();
 
-    int32_t channels = 2;
-    {
-        CriticalScope chainScope(chainLock);
-        stages.clear(true);
-        // A state from before there was an LL mode has it off.
-        params[paramLowLatency] = 0.0;
-        ChunkReader reader{static_cast<const char *>(data), size};
-        channels = readHead(*this, reader, channels);
-        while (reader.left >= smallestRecord && readRecord(*this, reader)) {
+    // A state from before there was an LL mode has it off.
+    plugin.params[paramLowLatency] = 0.0;
+    ChunkReader reader{static_cast<const char *>(data), size};
+    const int32_t channels = readHead(plugin, reader, 2);
+    try {
+        while (reader.left >= smallestRecord && readRecord(plugin, reader)) {
         }
+    } catch (const std::exception &) {
+        // As much as there was memory for.
     }
-    storeRelaxed(effect.numInputs, channels);
-    storeRelaxed(effect.numOutputs, channels);
-    rebuildImpulse();
-    {
-        CriticalScope audioScope(audioLock);
-        applyDelayChange();
-        settleGains();
-    }
-    editor.postReload();
+
+    storeRelaxed(plugin.effect.numInputs, channels);
+    storeRelaxed(plugin.effect.numOutputs, channels);
+    plugin.rebuildImpulse();
+    plugin.applyDelayChange();
+    plugin.settleGains();
+    plugin.editor.postReload();
 }
 
 } // namespace tonvale

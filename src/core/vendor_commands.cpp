@@ -1,3 +1,5 @@
+#include "core/vendor_commands.h"
+
 #include "convolution/containers/bounded_integer.h"
 #include "core/reverb_plugin.h"
 #include "host/vendor_protocol.h"
@@ -36,16 +38,21 @@ intptr_t paramText(intptr_t index, char *text, float value) {
 intptr_t readStage(ReverbPlugin &plugin, const char *item, char *text, float size) {
     if (!item || !(size > 1.0f) || std::strncmp(item, itemWord, itemWordLength) != 0)
         return 0;
-    CriticalScope chainScope(plugin.chainLock);
-    ImpulseGenerator *stage = plugin.stages.get(readInteger(item + itemWordLength));
-    if (!stage)
-        return 0;
-    stage->saveText(text, boundedInteger(size, 0, INT32_MAX));
-    return vendorChainAnswer;
+    const int32_t wanted = readInteger(item + itemWordLength);
+    const int32_t room = boundedInteger(size, 0, INT32_MAX);
+    int32_t place = 0;
+    bool found = false;
+    plugin.chain.forEach([&](ImpulseGenerator &stage) {
+        if (place++ != wanted)
+            return;
+        stage.saveText(text, room);
+        found = true;
+    });
+    return found ? vendorChainAnswer : 0;
 }
 
 /// A stage of the line "KEY values"; null for a key that is none.
-std::unique_ptr<ImpulseGenerator> stageFromText(ReverbPlugin &plugin, const char *text) {
+ImpulseChain::Stage stageFromText(ReverbPlugin &plugin, const char *text) {
     const char *start = skipBlanks(text);
     const char *end = skipWord(start);
     const auto length = end - start;
@@ -54,28 +61,21 @@ std::unique_ptr<ImpulseGenerator> stageFromText(ReverbPlugin &plugin, const char
     char key[maxKeySize];
     std::memcpy(key, start, static_cast<size_t>(length));
     key[length] = 0;
-    std::unique_ptr<ImpulseGenerator> stage(createImpulseGenerator(key, &plugin));
+    ImpulseChain::Stage stage(createImpulseGenerator(key, &plugin));
     if (stage)
         stage->loadText(skipBlanks(end));
     return stage;
 }
 
-void deleteStage(ReverbPlugin &plugin, int32_t index) {
-    plugin.editor.closeDialogOf(plugin.stages.get(index));
-    plugin.stages.remove(index, true);
-}
-
 intptr_t deleteStages(ReverbPlugin &plugin, const char *which) {
-    CriticalScope chainScope(plugin.chainLock);
     if (*which == '*') {
-        while (plugin.stages.getSize() > 0)
-            deleteStage(plugin, plugin.stages.getSize() - 1);
+        plugin.removeAllStages();
         return vendorChainAnswer;
     }
     const int32_t index = readInteger(which);
     if (index < 0)
         return 0;
-    deleteStage(plugin, index);
+    plugin.retire(plugin.chain.take(index));
     return vendorChainAnswer;
 }
 
@@ -84,16 +84,17 @@ intptr_t deleteStages(ReverbPlugin &plugin, const char *which) {
 intptr_t putStage(ReverbPlugin &plugin, int32_t index, bool replace, const char *text) {
     if (index < 0)
         return 0;
-    std::unique_ptr<ImpulseGenerator> stage = stageFromText(plugin, text);
-    if (!stage)
+    ImpulseChain::Stage stage = stageFromText(plugin, text);
+    const ImpulseGenerator *made = stage.get();
+    if (!made)
         return 0;
-    CriticalScope chainScope(plugin.chainLock);
-    const int32_t place = std::min(index, plugin.stages.getSize());
     if (replace)
-        deleteStage(plugin, place);
-    if (plugin.stages.insert(place, stage.get()))
-        static_cast<void>(stage.release());
-    return stage ? 0 : vendorChainAnswer;
+        plugin.chain.replace(index, stage);
+    else
+        plugin.chain.insert(index, stage);
+    const bool isPut = stage.get() != made;
+    plugin.retire(std::move(stage));
+    return isPut ? vendorChainAnswer : 0;
 }
 
 intptr_t finishChain(ReverbPlugin &plugin) {
@@ -120,7 +121,7 @@ intptr_t changeChain(ReverbPlugin &plugin, const char *command, const char *text
 intptr_t channelConfig(ReverbPlugin &plugin, int32_t *count, int32_t *result, float set) {
     AEffect &effect = plugin.effect;
     if (count) {
-        if (set == 1.0f && *count >= 1 && *count <= ReverbPlugin::maxChannels) {
+        if (set == 1.0f && *count >= 1 && *count <= maxChannels) {
             storeRelaxed(effect.numInputs, *count);
             storeRelaxed(effect.numOutputs, *count);
         }

@@ -12,6 +12,7 @@ namespace {
 class Rebuild : public testing::Test {
   protected:
     ReverbPlugin &plugin() { return *static_cast<ReverbPlugin *>(driver.effect->user); }
+    TailWorker &tail() { return plugin().audio.tail; }
 
     void loadResponse(size_t length) {
         putMedia("response", 44100.0, {roomNoise(length, 1)});
@@ -46,26 +47,17 @@ TEST_F(Rebuild, SplitsAResponseOfMoreThanTwiceTheSplit) {
     for (const Row row : {Row{0.0f, 512}, Row{1.0f, 8192}, Row{0.0592f, 1000}}) {
         driver.set(3, row.maxFft);
         loadResponse(static_cast<size_t>(2 * row.split));
-        EXPECT_EQ(plugin().tailSplit, 0);
-        EXPECT_EQ(plugin().workerThread, nullptr);
-        EXPECT_EQ(plugin().workerWake, nullptr);
+        EXPECT_EQ(tail().split(), 0);
+        EXPECT_FALSE(tail().isRunning());
         loadResponse(static_cast<size_t>(2 * row.split + 1));
-        EXPECT_EQ(plugin().tailSplit, row.split);
-        EXPECT_NE(plugin().tailEngine, nullptr);
-        const WorkerThread *thread = plugin().workerThread.get();
-        ASSERT_NE(thread, nullptr);
+        EXPECT_EQ(tail().split(), row.split);
+        EXPECT_TRUE(tail().isRunning());
         // A rebuild that keeps a tail keeps the thread.
         driver.set(6, 0.0f);
-        EXPECT_EQ(plugin().workerThread.get(), thread);
-        EXPECT_NE(plugin().uniformEngine, nullptr);
-        EXPECT_EQ(plugin().zlEngine, nullptr);
+        EXPECT_TRUE(tail().isRunning());
         driver.process({noise(3000, 1), noise(3000, 2)}, 700);
         driver.set(7, 0.0f);
-        EXPECT_EQ(plugin().workerThread, nullptr);
-        EXPECT_EQ(plugin().workerDone, nullptr);
-        for (int c = 0; c < 2; ++c)
-            EXPECT_EQ(plugin().tailInput[c].getAvailable() + plugin().tailOutput[c].getAvailable(),
-                      0);
+        EXPECT_FALSE(tail().isRunning() || tail().isActive());
         driver.set(6, 1.0f);
         driver.set(7, 1.0f);
     }
@@ -78,9 +70,8 @@ TEST_F(Rebuild, TakesTheWholeResponseWhenTheWorkerCanNotStart) {
     setAllocationGate([](size_t bytes) { return bytes != sizeof(WorkerThread); });
     driver.hearWetOnly(true, true);
     setAllocationGate(nullptr);
-    EXPECT_EQ(plugin().tailSplit, 0);
-    EXPECT_EQ(plugin().workerThread, nullptr);
-    EXPECT_NE(plugin().workerWake, nullptr) << "the next rebuild tries again with these";
+    EXPECT_EQ(tail().split(), 0);
+    EXPECT_FALSE(tail().isRunning());
 
     const Channels input{noise(6000, 3), noise(6000, 4)};
     const Channels output = driver.process(input, 333);
@@ -89,22 +80,7 @@ TEST_F(Rebuild, TakesTheWholeResponseWhenTheWorkerCanNotStart) {
         meter.add(convolvedSample(input[0], roomNoise(5000, 1), t), output[0][t]);
     EXPECT_LT(meter.decibels(), -145.0);
     loadResponse(5000);
-    EXPECT_EQ(plugin().tailSplit, 512);
-}
-
-TEST_F(Rebuild, IsSilentWithoutAMainEngine) {
-    {
-        AllocationLimit limit(1 << 30, sizeof(ConvolutionEngineDiv) - 1);
-        driver.set(6, 0.0f);
-        driver.set(6, 1.0f);
-        EXPECT_GT(limit.refused(), 0);
-    }
-    EXPECT_EQ(plugin().zlEngine, nullptr);
-    const Channels input{noise(500, 1), noise(500, 2)};
-    EXPECT_EQ(driver.process(input, 100)[0], std::vector<double>(500, 0.0));
-    loadResponse(100);
-    driver.hearWetOnly(true, true);
-    EXPECT_NE(driver.process(input, 100)[0], std::vector<double>(500, 0.0));
+    EXPECT_EQ(tail().split(), 512);
 }
 
 TEST_F(Rebuild, OnlyAFlipOfZlOrLlRebuilds) {
@@ -156,7 +132,7 @@ TEST_F(Rebuild, KeepsTheTailInLineAcrossARebuildUnderWay) {
     loadResponse(9000);
     for (const bool zl : {true, false}) {
         driver.hearWetOnly(zl, true);
-        ASSERT_GT(plugin().tailSplit, 0);
+        ASSERT_GT(tail().split(), 0);
         driver.process({noise(5000, 1), noise(5000, 2)}, 333);
         loadResponse(9000);
         expectInLine();

@@ -38,6 +38,7 @@ class StateChunk : public testing::Test {
     void load(const std::string &data) {
         // On the heap, to the byte, so that a sanitizer sees every read outside.
         std::vector<char> exact(data.begin(), data.end());
+        exact.reserve(1);
         driver.dispatch(effSetChunk, 0, static_cast<intptr_t>(exact.size()), exact.data());
     }
 

@@ -30,6 +30,7 @@ class BlockQueue {
 
     /// Consumes `bytes` bytes.
     void advance(int32_t bytes);
+    void advanceSamples(int32_t samples) { advance(sampleBytes(samples)); }
 
     int32_t getAvailable() const { return available; }
     int32_t samplesAvailable() const { return available / static_cast<int32_t>(sizeof(double)); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace tonvale {
 
@@ -26,6 +27,13 @@ class HeapBuffer {
     void *get() const { return size > 0 ? data : nullptr; }
     int32_t getSize() const { return size; }
     int32_t getCapacity() const { return capacity; }
+
+    /// Exchanges all but the granularity, which both must have alike.
+    void swap(HeapBuffer &other) {
+        std::swap(data, other.data);
+        std::swap(capacity, other.capacity);
+        std::swap(size, other.size);
+    }
 
   private:
     int32_t capacityFor(int32_t newSize) const;
@@ -52,6 +60,7 @@ class TypedBuffer {
     T *get() const { return static_cast<T *>(buffer.get()); }
     int32_t getSize() const { return buffer.getSize() / static_cast<int32_t>(sizeof(T)); }
 
+    void swap(TypedBuffer &other) { buffer.swap(other.buffer); }
     void fillZero() { std::fill_n(get(), getSize(), T{}); }
 
     static constexpr int32_t maxCount =

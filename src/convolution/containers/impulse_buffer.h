@@ -15,6 +15,11 @@ class ImpulseBuffer {
     ImpulseBuffer(const ImpulseBuffer &) = delete;
     ImpulseBuffer &operator=(const ImpulseBuffer &) = delete;
 
+    void swap(ImpulseBuffer &other) {
+        std::swap(sampleRate, other.sampleRate);
+        channels.swap(other.channels);
+    }
+
     int32_t getNumChannels() const { return channels.getSize(); }
     /// Samples in each channel.
     int32_t getLength() const;

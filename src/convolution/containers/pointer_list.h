@@ -38,6 +38,18 @@ class PointerList {
         return true;
     }
 
+    /// Makes it the same list. Answers false, and stays as it was, when memory is out.
+    bool copyFrom(const PointerList &other) {
+        const int32_t count = other.getSize();
+        pointers.resize(count, false);
+        if (getSize() != count)
+            return false;
+        std::copy_n(other.pointers.get(), count, pointers.get());
+        return true;
+    }
+
+    void swap(PointerList &other) { pointers.swap(other.pointers); }
+
     /// The place of `item`, or -1.
     int32_t find(const T *item) const {
         for (int32_t i = 0; i < getSize(); ++i) {

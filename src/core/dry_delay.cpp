@@ -1,0 +1,40 @@
+#include "core/dry_delay.h"
+
+#include "convolution/sample_streams.h"
+
+#include <algorithm>
+
+namespace tonvale {
+
+void DryDelay::capture(const double *const *inputs, int32_t frames, int32_t channels) {
+    for (int32_t c = channels; c < captured; ++c)
+        dryDelay[c].clear();
+    captured = channels;
+    dryScratch.resize(frames, false);
+    for (int32_t c = 0; c < channels; ++c)
+        appendSamples(dryDelay[c], inputs[c], frames);
+}
+
+void DryDelay::settle(int32_t delay, int32_t count, int32_t channels) {
+    const int64_t wanted = int64_t{delay} + count;
+    for (int32_t c = 0; c < channels; ++c) {
+        const int64_t tooOld = dryDelay[c].samplesAvailable() - wanted;
+        if (tooOld > 0)
+            dryDelay[c].advanceSamples(static_cast<int32_t>(tooOld));
+    }
+}
+
+const double *DryDelay::fetch(int32_t channel, int32_t delay, int32_t &count) {
+    BlockQueue &queue = dryDelay[channel];
+    count = std::clamp(queue.samplesAvailable() - delay, 0, std::min(count, dryScratch.getSize()));
+    queue.getToBuffer(0, dryScratch.get(), sampleBytes(count));
+    queue.advanceSamples(count);
+    return dryScratch.get();
+}
+
+void DryDelay::clear() {
+    for (BlockQueue &queue : dryDelay)
+        queue.clear();
+}
+
+} // namespace tonvale
