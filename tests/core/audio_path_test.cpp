@@ -137,6 +137,96 @@ TEST_F(AudioPath, LatencyGrowsAtOnceAndGoesDownAtAResetOnly) {
     EXPECT_EQ(driver.effect->initialDelay, 0);
 }
 
+TEST_F(AudioPath, ThePreverbMovedInPlayDropsNoMoreThanItMust) {
+    // As a response, a click: on taps and on transforms, and with a worker.
+    for (const auto &[length, ll] : {std::pair{40u, false}, {3000u, false}, {3000u, true}}) {
+        std::vector<double> click(length, 0.0);
+        click[0] = 1.0;
+        putMedia("click", 44100.0, {click});
+        driver.set(3, 480.0f / 16352.0f); // 512
+        driver.set(2, preverb(3000));
+        ASSERT_EQ(driver.setChain({"FILELDR \"memory:click\" 60"}), 1);
+        driver.hearWetOnly(false, ll);
+        const auto delay = static_cast<size_t>(driver.effect->initialDelay);
+        for (uint32_t step = 0; step < 20; ++step) {
+            const size_t lead = step % 2 ? 3000 : 3000 - 150 * step;
+            driver.set(2, preverb(static_cast<int32_t>(lead)));
+            const Channels input{noise(9000, step), noise(9000, step + 50)};
+            const Channels output = driver.process(input, 100);
+            for (size_t t = 8000; t < 9000; t += 9)
+                ASSERT_NEAR(output[1][t], input[1][t - (delay - lead)], 1e-6)
+                    << length << " step " << step;
+        }
+    }
+}
+
+TEST_F(AudioPath, TheBlockInWhichWetComesBackHasItsDrySamplesAtItsEnd) {
+    driver.set(2, preverb(1000));
+    driver.set(0, 0.0f);
+    driver.set(1, 1.0f);
+    driver.reset();
+    Channels input(2, std::vector<double>(8192));
+    for (size_t t = 0; t < 8192; ++t)
+        input[0][t] = input[1][t] = static_cast<double>(t + 1);
+    int blocks = 0;
+    const Channels output = driver.process(input, [&] {
+        if (blocks++ == 8) // wet pauses, and comes back in mid-block
+            driver.set(2, preverb(0));
+        return 512;
+    });
+    EXPECT_EQ(std::count(output[1].begin(), output[1].end(), 0.0), 2000);
+    for (size_t t = 0; t < 8192; ++t) {
+        if (output[1][t] != 0.0) {
+            ASSERT_EQ(output[1][t], static_cast<double>(t + 1) - 1000.0) << t;
+        }
+    }
+}
+
+TEST_F(AudioPath, AChannelThatComesBackBringsNoOldSoundAlong) {
+    driver.set(2, preverb(1000));
+    driver.set(0, 0.0f);
+    driver.setChannels(4);
+    driver.reset();
+    driver.process(ones(4, 3000), 128);
+    driver.setChannels(2);
+    driver.process(ones(2, 3000), 128);
+    driver.setChannels(4);
+    const Channels back(4, std::vector<double>(3000, 3.0));
+    const Channels output = driver.process(back, 128);
+    for (size_t c = 2; c < 4; ++c) {
+        EXPECT_EQ(std::count(output[c].begin(), output[c].end(), 1.0), 0);
+        EXPECT_EQ(output[c].back(), 3.0);
+    }
+}
+
+TEST_F(AudioPath, ANullArrayCountsAsAnArrayOfNulls) {
+    Channels heard = ones(2, 64);
+    double *outputs[2] = {heard[0].data(), heard[1].data()};
+    driver.set(2, preverb(10));
+    driver.reset();
+    driver.process(ones(2, 64), 64);
+    driver.effect->processDoubleReplacing(driver.effect, nullptr, outputs, 64);
+    EXPECT_EQ(heard[0][9], 1.0) << "dry of the block before";
+    EXPECT_EQ(heard[1][10], 0.0);
+    driver.effect->processDoubleReplacing(driver.effect, outputs, nullptr, 64);
+    driver.effect->processDoubleReplacing(driver.effect, nullptr, nullptr, 0);
+}
+
+TEST_F(AudioPath, NoGainOrPreverbOfAHostMakesLatencyNegativeOrSoundInfinite) {
+    for (const float wild : {-INFINITY, INFINITY, NAN, -1e30f, -1.0f, 1e30f, 0.0f}) {
+        for (const int32_t param : {2, 0, 1, 4, 5}) {
+            driver.set(param, wild);
+            driver.reset();
+            EXPECT_GE(driver.effect->initialDelay, 0);
+            EXPECT_LE(driver.effect->initialDelay, 1 << 24);
+            const Channels output = driver.process(ones(2, 300), 100);
+            for (const double sample : output[0])
+                ASSERT_TRUE(std::isfinite(sample)) << wild << " " << param;
+        }
+    }
+    EXPECT_EQ(driver.get(2), 0.0f);
+}
+
 TEST_F(AudioPath, NullInputsAreSilenceOnEveryRoad) {
     putMedia("long", 44100.0, {roomNoise(5000, 1), roomNoise(5000, 2)});
     driver.set(3, 0.0f);
