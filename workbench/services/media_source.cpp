@@ -133,8 +133,8 @@ class FileSource final : public MediaSource {
     /// drops what comes before it.
     bool restart(const ConvertedRead &read) {
         present = {};
-        if (!converter.start(info.samplerate, read.rate, read.channels,
-                             ConversionQuality::veryHigh))
+        converter = createFineConverter(info.samplerate, read.rate, read.channels);
+        if (!converter)
             return false;
         queue.clear(read.channels);
         inputFrame = 0;
@@ -157,16 +157,18 @@ class FileSource final : public MediaSource {
 
     /// Converts until there is something to take; false at the end.
     bool fillQueue(int channels) {
-        while (queue.frames() == 0 && converter.isRunning()) {
+        while (queue.frames() == 0 && converter) {
             if (!seekTo(inputFrame)) {
-                converter.stop();
+                converter.reset();
                 break;
             }
             const int64_t got = readMixed(blockFrames, channels);
             inputFrame += got;
-            converter.push(mixed.data(), static_cast<size_t>(got), queue);
-            if (got < blockFrames)
-                converter.finish(queue);
+            converter->push(mixed.data(), static_cast<size_t>(got), queue);
+            if (got < blockFrames) {
+                converter->finish(queue);
+                converter.reset();
+            }
         }
         return queue.frames() > 0;
     }
@@ -229,7 +231,7 @@ class FileSource final : public MediaSource {
     std::vector<double> raw, mixed, converted;
 
     ConvertedRead present{}; ///< what the conversion gives next; rate 0 without one
-    RateConverter converter;
+    std::unique_ptr<RateConverter> converter; ///< null when the input has ended
     FrameQueue queue;
     int64_t inputFrame = 0; ///< what the conversion reads next
 };
