@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
+#include <functional>
 
 namespace tonvale::test {
 namespace {
@@ -34,6 +36,21 @@ class Rebuild : public testing::Test {
                 meter.add(convolvedSample(input[c], taps, t), output[c][t + delay]);
             EXPECT_LT(meter.decibels(), -145.0) << "channel " << c;
         }
+    }
+
+    std::string save() {
+        void *data = nullptr;
+        const auto size = static_cast<size_t>(driver.dispatch(effGetChunk, 0, 0, &data));
+        return {static_cast<const char *>(data), size};
+    }
+    void load(std::string state) {
+        driver.dispatch(effSetChunk, 0, static_cast<intptr_t>(state.size()), state.data());
+    }
+    size_t chainSize() {
+        int size = 0;
+        while (!driver.stageText(size).empty())
+            ++size;
+        return static_cast<size_t>(size);
     }
 
     EffectDriver driver;
@@ -172,6 +189,94 @@ TEST_F(Rebuild, ChannelsThatJoinInMidSoundFallIntoLineWithTheirTail) {
             expectInLine(4);
         }
     }
+}
+
+/// A medium of one click, during whose reading the host does something else.
+class CallingSource final : public MediaSource {
+  public:
+    static inline std::function<void()> duringReading;
+    static inline int open = 0;
+
+    static MediaSource *create(const char *) { return new CallingSource; }
+    CallingSource() { ++open; }
+    void destroy(int) override {
+        --open;
+        delete this;
+    }
+    int GetNumChannels() override { return 1; }
+    double GetSampleRate() override { return 44100.0; }
+    double GetLength() override { return 1.0 / 44100.0; }
+    void GetSamples(MediaReadBlock *block) override {
+        const int before = open;
+        if (duringReading)
+            duringReading();
+        EXPECT_GE(open, before) << "the source that is being read was closed";
+        block->samples[0] = 1.0;
+        block->samplesOut = 1;
+    }
+};
+
+TEST_F(Rebuild, BearsAHostThatCallsBackWhileItsFileIsRead) {
+    auto *const openFile =
+        std::exchange(hostFunctions.PCM_Source_CreateFromFile, CallingSource::create);
+    driver.hearWetOnly(true, false);
+    const std::string state = save();
+    char none[] = "";
+    const std::vector<std::function<void()>> calls = {
+        [&] { driver.vendor(24, "DONE", none); },
+        [&] {
+            driver.vendor(24, "-ITEM*", none);
+            driver.vendor(24, "DONE", none);
+        },
+        [&] { driver.vendor(24, "-ITEM0", none); },
+        [&] { load(state); },
+        [&] {
+            char line[] = "NORM 0.5";
+            driver.vendor(24, "+ITEM0", line);
+            driver.dispatch(effSetSampleRate, 0, 0, nullptr, 44100.0f);
+        },
+    };
+    // The first and the last ask in each run, and so once more than is done at once.
+    const size_t stagesAfter[] = {2, 0, 0, 0, 6};
+    const double heardAfter[] = {2.0, 1.0, 2.0, 1.0, 2.0};
+    for (size_t i = 0; i < calls.size(); ++i) {
+        CallingSource::duringReading = nullptr;
+        load(state);
+        ASSERT_EQ(driver.setChain({"FILELDR \"a\" 60", "FILELDR \"b\" 60"}), 2);
+        CallingSource::duringReading = calls[i];
+        driver.vendor(24, "DONE", none);
+        CallingSource::duringReading = nullptr;
+        EXPECT_EQ(chainSize(), stagesAfter[i]) << i;
+        EXPECT_EQ(CallingSource::open, stagesAfter[i] ? 2 : 0) << i;
+        EXPECT_EQ(plugin().rebuildPending != 0, i == 0 || i == 4) << i;
+        driver.reset();
+        EXPECT_EQ(driver.process({{1.0}, {1.0}}, 1)[0][0], heardAfter[i]) << i;
+    }
+    hostFunctions.PCM_Source_CreateFromFile = openFile;
+}
+
+TEST(AudioPathExchange, AddsWhatCameSinceTheEnginesWerePrimed) {
+    EffectDriver host; // fetches the host's functions
+    ImpulseBuffer impulse;
+    impulse.setNumChannels(2, false);
+    ASSERT_EQ(impulse.setLength(3000000), 3000000);
+    for (int32_t c = 0; c < 2; ++c)
+        std::fill_n(impulse.getChannel(c), 3000000, 0.001);
+    const EngineWishes wishes{true, false, 16384, 8192};
+    EngineSet next = buildEngines(impulse, wishes);
+    AudioPath::prime(next, 0, 2);
+
+    // Half a second of wet was held back while the engines were made.
+    AudioPath path;
+    EngineSet none;
+    path.exchange(none, 20000, 2);
+    const auto clock = [] { return std::chrono::steady_clock::now(); };
+    const auto start = clock();
+    path.exchange(next, 0, 2);
+    const auto exchange = clock() - start;
+    EXPECT_EQ(path.wetPreroll(), 20000);
+    path.reset();
+    EXPECT_LT(exchange, (clock() - start - exchange) / 3) << "a reset is for thousands of spectra";
 }
 
 TEST_F(Rebuild, ReportsATailThatIsShortOfTheResponseByThePreverb) {
