@@ -2,6 +2,7 @@
 
 #include "chain/stage_owner.h"
 #include "convolution/containers/bounded_integer.h"
+#include "convolution/containers/raw_memory.h"
 #include "core/dispatcher.h"
 #include "core/module_state.h"
 
@@ -142,8 +143,9 @@ bool ReverbPlugin::replaceResponse() noexcept {
         chain.run(fresh, sampleRate);
         EngineWishes wishes = engineWishes(params, fresh.getLength());
         wishes.useTail = wishes.useTail && audio.tail.start();
+        const int32_t lostBefore = lostRequests();
         EngineSet next = buildEngines(fresh, wishes);
-        if (!next.main)
+        if (!next.main || lostRequests() != lostBefore)
             return false;
         putInPlace(next);
         impulse.swap(fresh);

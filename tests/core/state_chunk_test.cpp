@@ -153,7 +153,9 @@ TEST_F(StateChunk, ReadsAsMuchAsThereIsAndStopsAtWhatIsNoRecord) {
               std::vector<std::string>{line("")});
     load("1234567");
     EXPECT_TRUE(chain().empty());
-    EXPECT_EQ(driver.dispatch(effSetChunk, 0, -5, nullptr), 0);
+    ASSERT_EQ(loaded(Bytes{}.file("FILELDR", "a")), one);
+    driver.dispatch(effSetChunk, 0, 40, nullptr);
+    EXPECT_EQ(chain(), one) << "no data is no state";
 }
 
 TEST_F(StateChunk, ActsAtOnceWithNoRamp) {
