@@ -27,12 +27,16 @@ class FileStage : public StageTest<> {
         stage.loadState("FILELDR", state.data(), static_cast<int32_t>(state.size()));
     }
 
-    Channels run(const std::string &name, int32_t flags, const Signal &before) {
+    Channels run(const std::string &name, int32_t flags, const Signal &before,
+                 const Refusal &refusal = {}) {
         ImpulseGenerator_File stage;
         loadState(stage, name, flags);
         ImpulseBuffer impulse;
         load(impulse, before);
-        stage.process(impulse);
+        {
+            const AllocationLimit limit(refusal);
+            stage.process(impulse);
+        }
         status = stage.status;
         return read(impulse).channels;
     }
@@ -117,8 +121,7 @@ TEST_F(FileStage, LeavesTheBufferAndSaysSoWhenThereIsNothingToRead) {
     putMedia("long", 10.0, {Samples(1000, 1.0)});
     for (const double rate : {0.0, -1.0, std::nan(""), 1e300, infinity, 40000.0})
         EXPECT_LE(run("long", 4, {rate, {{}}})[0].size(), 3145728u);
-    const AllocationLimit limit(1, 700);
-    run("stereo", 60, {44100, {{}}});
+    run("stereo", 60, {44100, {{}}}, {.from = 1, .above = 700});
     EXPECT_EQ(status, nothing);
     EXPECT_EQ(openMediaSources(), 0);
 }

@@ -6,8 +6,8 @@
 
 namespace tonvale {
 
-/// The one road by which containers, and the objects whose loss the program bears in silence, get
-/// memory. A gate lets a test refuse requests; the product has none. Process-wide, any thread.
+/// The one road by which containers get memory. A gate lets a test refuse requests, and the tests'
+/// `operator new` asks it too; the product has none. Process-wide, any thread.
 using AllocationGate = bool (*)(size_t bytes);
 
 /// `gate` answers whether a request of so many bytes may go on; null lets all pass.
@@ -23,8 +23,6 @@ void freeRaw(void *block);
 /// A new object, or null when memory is out, also for what its constructor needs.
 template <class T, class... Arguments>
 std::unique_ptr<T> tryMake(Arguments &&...arguments) {
-    if (!mayAllocate(sizeof(T)))
-        return nullptr;
     try {
         return std::make_unique<T>(static_cast<Arguments &&>(arguments)...);
     } catch (const std::bad_alloc &) {
