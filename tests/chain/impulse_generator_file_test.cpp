@@ -29,12 +29,16 @@ class FileStage : public StageTest<> {
         stage.loadState("FILELDR", state.data(), static_cast<int32_t>(state.size()));
     }
 
-    Channels run(const std::string &name, int32_t flags, const Signal &before) {
+    Channels run(const std::string &name, int32_t flags, const Signal &before,
+                 const Refusal &refusal = {}) {
         ImpulseGenerator_File stage;
         loadState(stage, name, flags);
         ImpulseBuffer impulse;
         load(impulse, before);
-        stage.process(impulse);
+        {
+            const AllocationLimit limit(refusal);
+            stage.process(impulse);
+        }
         status = stage.status;
         return read(impulse).channels;
     }

@@ -293,14 +293,17 @@ TEST_F(AudioPath, ALoudBlockOfNotANumberIsGoneOnceItLeftTheTaps) {
 TEST_F(AudioPath, MemoryThatRunsOutCostsSoundAndNothingElse) {
     putMedia("room", 44100.0, {roomNoise(5000, 1), roomNoise(5000, 2)});
     driver.set(3, 0.0f);
+    const std::vector<std::string> chain{"FILELDR \"memory:room\" 60"};
+    const Channels sound(5, noise(3000, 1));
     int refused = 0;
     for (int allowed = 0; allowed < 160; allowed += 3) {
         {
+            const auto blocks = randomBlocks(1, 2000);
             AllocationLimit limit(allowed);
-            driver.setChain({"FILELDR \"memory:room\" 60"});
+            driver.setChain(chain);
             driver.set(6, allowed % 2 ? 1.0f : 0.0f);
             driver.setChannels(1 + allowed % 5);
-            driver.process(Channels(5, noise(3000, 1)), randomBlocks(1, 2000));
+            driver.process(sound, blocks);
             driver.reset();
             refused += limit.refused();
         }

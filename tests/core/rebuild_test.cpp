@@ -1,6 +1,8 @@
 #include "convolution/containers/raw_memory.h"
 #include "core/reverb_plugin.h"
+#include "host/vendor_protocol.h"
 #include "test_host/effect_driver.h"
+#include "test_host/refusal_sweep.h"
 
 #include <gtest/gtest.h>
 
@@ -189,6 +191,44 @@ TEST_F(Rebuild, ChannelsThatJoinInMidSoundFallIntoLineWithTheirTail) {
             expectInLine(4);
         }
     }
+}
+
+TEST_F(Rebuild, WhereMemoryRunsOutTheOldEnginesGoOnAndTheRequestIsDoneLater) {
+    // What a response sounds like: the taps of its length, or none for a file that wasn't read.
+    const auto heardAs = [this](size_t length) {
+        driver.reset();
+        const Channels input{noise(3000, 3), noise(3000, 4)};
+        const Channels output = driver.process(input, 700);
+        const std::vector<double> taps = length > 1 ? roomNoise(length, 1) : std::vector{1.0};
+        ErrorMeter meter;
+        for (size_t t = 0; t < 3000; t += 97)
+            meter.add(convolvedSample(input[1], taps, t), output[1][t]);
+        return meter.decibels() < -145.0;
+    };
+    char none[] = "";
+    char line[] = "FILELDR \"memory:new\" 60";
+    putMedia("new", 44100.0, {roomNoise(1500, 1)});
+    driver.set(3, 0.0f);
+    int kept = 0;
+    forEachRefusedRequest(400, [&](const Refusal &refusal) {
+        loadResponse(700);
+        driver.hearWetOnly(true, refusal.from % 2);
+        driver.vendor(vendorChangeChain, "ITEM0", line);
+        {
+            AllocationLimit limit(refusal);
+            driver.vendor(vendorChangeChain, "DONE", none);
+        }
+        const auto length = static_cast<size_t>(driver.dispatch(effGetTailSize));
+        kept += length == 700;
+        EXPECT_TRUE(length == 700 || length == 1500 || length == 1) << length;
+        EXPECT_TRUE(heardAs(length)) << "request " << refusal.from << " as " << length;
+        driver.dispatch(effIdle);
+        if (length == 700) {
+            EXPECT_EQ(driver.dispatch(effGetTailSize), 1500) << "request " << refusal.from;
+            EXPECT_TRUE(heardAs(1500));
+        }
+    });
+    EXPECT_GT(kept, 10);
 }
 
 /// A medium of one click, during whose reading the host does something else.

@@ -17,11 +17,12 @@ EffectDriver::EffectDriver(int32_t channels)
 }
 
 EffectDriver::~EffectDriver() {
-    effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f);
+    dispatch(effClose);
 }
 
 intptr_t EffectDriver::dispatch(int32_t opcode, int32_t index, intptr_t value, void *ptr,
                                 float opt) {
+    const PluginSide side;
     return effect->dispatcher(effect, opcode, index, value, ptr, opt);
 }
 
@@ -30,6 +31,7 @@ intptr_t EffectDriver::vendor(int32_t index, const void *value, void *ptr, float
 }
 
 int EffectDriver::setChain(const std::vector<std::string> &lines) {
+    const HostSide side;
     char unused[] = "";
     vendor(vendorChangeChain, "-ITEM*", unused);
     int taken = 0;
@@ -42,6 +44,7 @@ int EffectDriver::setChain(const std::vector<std::string> &lines) {
 }
 
 std::string EffectDriver::stageText(int index) {
+    const HostSide side;
     char text[4096] = "";
     const std::string item = "ITEM" + std::to_string(index);
     return vendor(vendorReadStage, item.c_str(), text, sizeof text) == vendorChainAnswer ? text
@@ -61,6 +64,7 @@ void EffectDriver::hearWetOnly(bool zl, bool ll) {
 }
 
 Channels EffectDriver::process(const Channels &input, const std::function<int32_t()> &nextBlock) {
+    const HostSide side;
     Channels buffers = input;
     const size_t length = input.empty() ? 0 : input[0].size();
     std::vector<double *> places(input.size());
@@ -68,6 +72,7 @@ Channels EffectDriver::process(const Channels &input, const std::function<int32_
         const size_t frames = std::min(static_cast<size_t>(nextBlock()), length - done);
         for (size_t c = 0; c < input.size(); ++c)
             places[c] = buffers[c].data() + done;
+        const PluginSide call;
         // Output over input, as hosts do.
         effect->processDoubleReplacing(effect, places.data(), places.data(),
                                        static_cast<int32_t>(frames));

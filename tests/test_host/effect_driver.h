@@ -20,8 +20,14 @@ class EffectDriver {
     intptr_t dispatch(int32_t opcode, int32_t index = 0, intptr_t value = 0, void *ptr = nullptr,
                       float opt = 0.0f);
     intptr_t vendor(int32_t index, const void *value, void *ptr, float opt = 0.0f);
-    void set(int32_t param, float value) { effect->setParameter(effect, param, value); }
-    float get(int32_t param) { return effect->getParameter(effect, param); }
+    void set(int32_t param, float value) {
+        const PluginSide side;
+        effect->setParameter(effect, param, value);
+    }
+    float get(int32_t param) {
+        const PluginSide side;
+        return effect->getParameter(effect, param);
+    }
 
     /// Replaces the chain by these lines and runs it. Answers how many lines were taken.
     int setChain(const std::vector<std::string> &lines);

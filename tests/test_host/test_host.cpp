@@ -1,7 +1,7 @@
 #include "test_host/test_host.h"
 
-#include "convolution/containers/raw_memory.h"
 #include "test_host/effect_driver.h"
+#include "test_host/host_side_functions.h"
 #include "workbench/services/host.h"
 #include "workbench/services/transforms.h"
 
@@ -112,8 +112,7 @@ intptr_t unplannedTransform(const std::string &name) {
     return isOptional ? 0 : reinterpret_cast<intptr_t>(&unplannedFft);
 }
 
-intptr_t lookUp(const char *name) {
-    ++hostNotes().lookups;
+intptr_t functionOf(const char *name) {
     if (withheldNames().count(name) != 0)
         return 0;
     if (lendsUnplannedTransform && std::strncmp(name, "ZUB_fft", 7) == 0)
@@ -140,6 +139,7 @@ const std::vector<int> &binOrder(int n) {
 }
 
 void permutedFft(double *points, int n, int inverse) {
+    const HostSide side;
     const std::vector<int> &order = binOrder(n);
     if (!inverse)
         workbench::fft(points, n, 0);
@@ -151,17 +151,6 @@ void permutedFft(double *points, int n, int inverse) {
     }
     if (inverse)
         workbench::fft(points, n, 1);
-}
-
-std::atomic<int> requestsLeft{0};
-std::atomic<size_t> largestRequest{SIZE_MAX};
-std::atomic<int> requestsRefused{0};
-
-bool limitedAllocation(size_t bytes) {
-    if (requestsLeft.fetch_sub(1) > 0 && bytes <= largestRequest)
-        return true;
-    ++requestsRefused;
-    return false;
 }
 
 } // namespace
@@ -180,8 +169,12 @@ HostNotes &hostNotes() {
 
 intptr_t testHostCallback(AEffect *effect, int32_t opcode, int32_t index, intptr_t value, void *ptr,
                           float opt) {
-    if (opcode == hostLookupOpcode && index == hostLookupFunction)
-        return lookUp(static_cast<const char *>(ptr));
+    const HostSide side;
+    if (opcode == hostLookupOpcode && index == hostLookupFunction) {
+        const auto *name = static_cast<const char *>(ptr);
+        ++hostNotes().lookups;
+        return onHostSide(name, functionOf(name));
+    }
     if (opcode == audioMasterAutomate) {
         ++hostNotes().automateCalls;
         hostNotes().lastAutomatedIndex = index;
@@ -226,21 +219,6 @@ void putMedia(const std::string &name, double rate, const Channels &channels,
 
 int openMediaSources() {
     return openSources;
-}
-
-AllocationLimit::AllocationLimit(int allowed, size_t largest) {
-    requestsLeft = allowed;
-    largestRequest = largest;
-    requestsRefused = 0;
-    setAllocationGate(limitedAllocation);
-}
-
-AllocationLimit::~AllocationLimit() {
-    setAllocationGate(nullptr);
-}
-
-int AllocationLimit::refused() const {
-    return requestsRefused;
 }
 
 } // namespace tonvale::test

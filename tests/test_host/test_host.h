@@ -2,6 +2,7 @@
 
 #include "host/aeffect.h"
 #include "host/host_functions.h"
+#include "test_host/allocation_limit.h"
 
 #include <atomic>
 #include <map>
@@ -70,16 +71,5 @@ void putMedia(const std::string &name, double rate, const Channels &channels,
               const MediaClaims &claims = {});
 /// How many sources on such files are open.
 int openMediaSources();
-
-/// While it lives, container memory is refused after `allowed` more requests, or those above
-/// `largest` bytes.
-class AllocationLimit {
-  public:
-    explicit AllocationLimit(int allowed, size_t largest = SIZE_MAX);
-    ~AllocationLimit();
-    AllocationLimit(const AllocationLimit &) = delete;
-    AllocationLimit &operator=(const AllocationLimit &) = delete;
-    int refused() const;
-};
 
 } // namespace tonvale::test

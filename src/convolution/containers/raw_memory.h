@@ -7,8 +7,8 @@
 
 namespace tonvale {
 
-/// The one road by which containers, and the objects whose loss the program bears in silence, get
-/// memory. A gate lets a test refuse requests; the product has none. Process-wide, any thread.
+/// The one road by which containers get memory. A gate lets a test refuse requests, and the tests'
+/// `operator new` asks it too; the product has none. Process-wide, any thread.
 using AllocationGate = bool (*)(size_t bytes);
 
 /// `gate` answers whether a request of so many bytes may go on; null lets all pass.

@@ -3,6 +3,7 @@
 #include "convolution/containers/impulse_buffer.h"
 #include "convolution/containers/raw_memory.h"
 
+#include "test_host/refusal_sweep.h"
 #include "test_host/test_host.h"
 
 #include <algorithm>
@@ -98,6 +99,38 @@ TEST_F(Memory, RefusedForAHeapBufferIsAskedForAnewAndElseLeavesItAsItWas) {
     const auto *moved = static_cast<char *>(buffer.resize(50000, false));
     EXPECT_EQ(buffer.getSize(), 50000);
     EXPECT_EQ(std::count(moved, moved + 8096, 'x'), 8096);
+}
+
+TEST(AllocationLimit, RefusesEveryFormOfNewButToTheHost) {
+    constexpr std::align_val_t wide{64};
+    void *(*const forms[])() = {
+        [] { return ::operator new(1); },
+        [] { return ::operator new[](1); },
+        [] { return ::operator new(1, wide); },
+        [] { return ::operator new[](1, wide); },
+        [] { return ::operator new(1, std::nothrow); },
+        [] { return ::operator new[](1, std::nothrow); },
+        [] { return ::operator new(1, wide, std::nothrow); },
+        [] { return ::operator new[](1, wide, std::nothrow); },
+        [] { return allocateRaw(1); },
+    };
+    const auto isRefused = [](auto *form) {
+        try {
+            void *block = form();
+            std::free(block);
+            return !block;
+        } catch (const std::bad_alloc &) {
+            return true;
+        }
+    };
+    forEachRefusedRequest(10, [&](const Refusal &refusal) {
+        const AllocationLimit limit(refusal);
+        for (int64_t i = 0; i < std::ssize(forms); ++i) {
+            EXPECT_EQ(isRefused(forms[i]), i >= refusal.from && i < refusal.until) << i;
+            const HostSide host;
+            EXPECT_FALSE(isRefused(forms[i]));
+        }
+    });
 }
 
 TEST_F(Memory, RefusedForAListOrQueueAddsNothing) {
