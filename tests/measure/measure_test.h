@@ -10,11 +10,6 @@
 
 namespace tonvale::test {
 
-struct Sound {
-    double rate = 0.0;
-    Channels channels{};
-};
-
 inline HostObjectPtr<MediaSource> openMedia(const std::string &path) {
     return HostObjectPtr<MediaSource>(hostFunctions.PCM_Source_CreateFromFile(path.c_str()));
 }

@@ -58,49 +58,70 @@ HostSide::~HostSide() {
 
 } // namespace tonvale::test
 
-// The program's own `operator new` asks the gate as the containers do. malloc and free serve every
-// form, so that any form of delete fits any form of new, and the sanitizers see both.
+// The program's own `operator new` asks the gate as the containers do. All stand on malloc and
+// free, so that what a library takes with one form and gives back with another goes through.
 
 namespace {
 
-void *request(size_t bytes, size_t alignment = 1) noexcept {
-    if (!tonvale::mayAllocate(bytes))
-        return nullptr;
-    bytes = std::max<size_t>(bytes, 1);
-    if (alignment <= alignof(std::max_align_t))
-        return std::malloc(bytes);
-    return std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
+void *request(size_t bytes) noexcept {
+    return tonvale::mayAllocate(bytes) ? std::malloc(std::max<size_t>(bytes, 1)) : nullptr;
 }
 
-void *demand(size_t bytes, size_t alignment = 1) {
-    if (void *block = request(bytes, alignment))
+void *request(size_t bytes, std::align_val_t alignment) noexcept {
+    const auto step = static_cast<size_t>(alignment);
+    bytes = (std::max<size_t>(bytes, 1) + step - 1) / step * step;
+    if (!tonvale::mayAllocate(bytes))
+        return nullptr;
+#ifdef _WIN32
+    return _aligned_malloc(bytes, step);
+#else
+    return std::aligned_alloc(step, bytes);
+#endif
+}
+
+void release(void *block) noexcept {
+    std::free(block);
+}
+
+void release(void *block, std::align_val_t) noexcept {
+#ifdef _WIN32
+    _aligned_free(block);
+#else
+    std::free(block);
+#endif
+}
+
+template <class... Alignment>
+void *demand(size_t bytes, Alignment... alignment) {
+    if (void *block = request(bytes, alignment...))
         return block;
     throw std::bad_alloc();
 }
 
 } // namespace
 
-using Alignment = std::align_val_t;
+using Align = std::align_val_t;
+using Nothrow = const std::nothrow_t &;
 
 // clang-format off
 void *operator new(size_t bytes) { return demand(bytes); }
 void *operator new[](size_t bytes) { return demand(bytes); }
-void *operator new(size_t bytes, Alignment to) { return demand(bytes, static_cast<size_t>(to)); }
-void *operator new[](size_t bytes, Alignment to) { return demand(bytes, static_cast<size_t>(to)); }
-void *operator new(size_t bytes, const std::nothrow_t &) noexcept { return request(bytes); }
-void *operator new[](size_t bytes, const std::nothrow_t &) noexcept { return request(bytes); }
-void *operator new(size_t bytes, Alignment to, const std::nothrow_t &) noexcept { return request(bytes, static_cast<size_t>(to)); }
-void *operator new[](size_t bytes, Alignment to, const std::nothrow_t &) noexcept { return request(bytes, static_cast<size_t>(to)); }
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete[](void *block) noexcept { std::free(block); }
-void operator delete(void *block, size_t) noexcept { std::free(block); }
-void operator delete[](void *block, size_t) noexcept { std::free(block); }
-void operator delete(void *block, Alignment) noexcept { std::free(block); }
-void operator delete[](void *block, Alignment) noexcept { std::free(block); }
-void operator delete(void *block, size_t, Alignment) noexcept { std::free(block); }
-void operator delete[](void *block, size_t, Alignment) noexcept { std::free(block); }
-void operator delete(void *block, const std::nothrow_t &) noexcept { std::free(block); }
-void operator delete[](void *block, const std::nothrow_t &) noexcept { std::free(block); }
-void operator delete(void *block, Alignment, const std::nothrow_t &) noexcept { std::free(block); }
-void operator delete[](void *block, Alignment, const std::nothrow_t &) noexcept { std::free(block); }
+void *operator new(size_t bytes, Align to) { return demand(bytes, to); }
+void *operator new[](size_t bytes, Align to) { return demand(bytes, to); }
+void *operator new(size_t bytes, Nothrow) noexcept { return request(bytes); }
+void *operator new[](size_t bytes, Nothrow) noexcept { return request(bytes); }
+void *operator new(size_t bytes, Align to, Nothrow) noexcept { return request(bytes, to); }
+void *operator new[](size_t bytes, Align to, Nothrow) noexcept { return request(bytes, to); }
+void operator delete(void *block) noexcept { release(block); }
+void operator delete[](void *block) noexcept { release(block); }
+void operator delete(void *block, size_t) noexcept { release(block); }
+void operator delete[](void *block, size_t) noexcept { release(block); }
+void operator delete(void *block, Align to) noexcept { release(block, to); }
+void operator delete[](void *block, Align to) noexcept { release(block, to); }
+void operator delete(void *block, size_t, Align to) noexcept { release(block, to); }
+void operator delete[](void *block, size_t, Align to) noexcept { release(block, to); }
+void operator delete(void *block, Nothrow) noexcept { release(block); }
+void operator delete[](void *block, Nothrow) noexcept { release(block); }
+void operator delete(void *block, Align to, Nothrow) noexcept { release(block, to); }
+void operator delete[](void *block, Align to, Nothrow) noexcept { release(block, to); }
 // clang-format on

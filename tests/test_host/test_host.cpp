@@ -112,7 +112,8 @@ intptr_t unplannedTransform(const std::string &name) {
     return isOptional ? 0 : reinterpret_cast<intptr_t>(&unplannedFft);
 }
 
-intptr_t functionOf(const char *name) {
+intptr_t lookUp(const char *name) {
+    ++hostNotes().lookups;
     if (withheldNames().count(name) != 0)
         return 0;
     if (lendsUnplannedTransform && std::strncmp(name, "ZUB_fft", 7) == 0)
@@ -172,8 +173,7 @@ intptr_t testHostCallback(AEffect *effect, int32_t opcode, int32_t index, intptr
     const HostSide side;
     if (opcode == hostLookupOpcode && index == hostLookupFunction) {
         const auto *name = static_cast<const char *>(ptr);
-        ++hostNotes().lookups;
-        return onHostSide(name, functionOf(name));
+        return onHostSide(name, lookUp(name));
     }
     if (opcode == audioMasterAutomate) {
         ++hostNotes().automateCalls;

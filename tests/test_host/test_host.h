@@ -3,6 +3,7 @@
 #include "host/aeffect.h"
 #include "host/host_functions.h"
 #include "test_host/allocation_limit.h"
+#include "test_host/signals.h"
 
 #include <atomic>
 #include <map>
@@ -57,8 +58,6 @@ class PermutedTransform {
   private:
     void (*before)(double *, int, int);
 };
-
-using Channels = std::vector<std::vector<double>>;
 
 /// What a media file says of itself that isn't so.
 struct MediaClaims {

@@ -103,21 +103,19 @@ TEST_F(Memory, RefusedForAHeapBufferIsAskedForAnewAndElseLeavesItAsItWas) {
 
 TEST(AllocationLimit, RefusesEveryFormOfNewButToTheHost) {
     constexpr std::align_val_t wide{64};
-    void *(*const forms[])() = {
-        [] { return ::operator new(1); },
-        [] { return ::operator new[](1); },
-        [] { return ::operator new(1, wide); },
-        [] { return ::operator new[](1, wide); },
-        [] { return ::operator new(1, std::nothrow); },
-        [] { return ::operator new[](1, std::nothrow); },
-        [] { return ::operator new(1, wide, std::nothrow); },
-        [] { return ::operator new[](1, wide, std::nothrow); },
-        [] { return allocateRaw(1); },
-    };
-    const auto isRefused = [](auto *form) {
+    using Ask = void *(*)();
+    constexpr Ask plain[] = {[] { return ::operator new(1); }, [] { return ::operator new[](1); },
+                             [] { return ::operator new(1, std::nothrow); },
+                             [] { return ::operator new[](1, std::nothrow); },
+                             [] { return allocateRaw(1); }},
+                  aligned[] = {[] { return ::operator new(1, wide); },
+                               [] { return ::operator new[](1, wide); },
+                               [] { return ::operator new(1, wide, std::nothrow); },
+                               [] { return ::operator new[](1, wide, std::nothrow); }};
+    const auto isRefused = [](Ask ask, auto... alignment) {
         try {
-            void *block = form();
-            std::free(block);
+            void *block = ask();
+            ::operator delete(block, alignment...);
             return !block;
         } catch (const std::bad_alloc &) {
             return true;
@@ -125,11 +123,18 @@ TEST(AllocationLimit, RefusesEveryFormOfNewButToTheHost) {
     };
     forEachRefusedRequest(10, [&](const Refusal &refusal) {
         const AllocationLimit limit(refusal);
-        for (int64_t i = 0; i < std::ssize(forms); ++i) {
-            EXPECT_EQ(isRefused(forms[i]), i >= refusal.from && i < refusal.until) << i;
+        int64_t request = 0;
+        const auto check = [&](Ask ask, auto... alignment) {
+            EXPECT_EQ(isRefused(ask, alignment...),
+                      request >= refusal.from && request < refusal.until);
+            ++request;
             const HostSide host;
-            EXPECT_FALSE(isRefused(forms[i]));
-        }
+            EXPECT_FALSE(isRefused(ask, alignment...));
+        };
+        for (const Ask ask : plain)
+            check(ask);
+        for (const Ask ask : aligned)
+            check(ask, wide);
     });
 }
 
