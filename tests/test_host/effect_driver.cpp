@@ -78,6 +78,7 @@ void EffectDriver::load(std::string_view state) {
     const HostSide side;
     // To the byte, so that a sanitizer sees every read behind.
     std::vector<char> exact(state.begin(), state.end());
+    exact.reserve(1); // an empty state has an address too
     dispatch(effSetChunk, 0, static_cast<intptr_t>(exact.size()), exact.data());
 }
 
