@@ -1,5 +1,9 @@
 #pragma once
 
+#if defined(__AVX2__)
+#include <immintrin.h>
+#endif
+
 namespace tonvale {
 
 // Four doubles that go through the same operation side by side. Sources that use them are built
@@ -13,8 +17,6 @@ namespace {
 
 using Four = double __attribute__((vector_size(32)));
 using FourAnywhere = double __attribute__((vector_size(32), aligned(8), may_alias));
-using FourFloats = float __attribute__((vector_size(16)));
-using FourFloatsAnywhere = float __attribute__((vector_size(16), aligned(4), may_alias));
 using FourMasks = long long __attribute__((vector_size(32)));
 
 [[gnu::always_inline]] inline Four load(const double *from) {
@@ -24,11 +26,10 @@ using FourMasks = long long __attribute__((vector_size(32)));
     *reinterpret_cast<FourAnywhere *>(to) = v;
 }
 [[gnu::always_inline]] inline Four loadFloats(const float *from) {
-    const FourFloats v = *reinterpret_cast<const FourFloatsAnywhere *>(from);
-    return __builtin_convertvector(v, Four);
+    return _mm256_cvtps_pd(_mm_loadu_ps(from));
 }
 [[gnu::always_inline]] inline void storeFloats(float *to, Four v) {
-    *reinterpret_cast<FourFloatsAnywhere *>(to) = __builtin_convertvector(v, FourFloats);
+    _mm_storeu_ps(to, _mm256_cvtpd_ps(v));
 }
 [[gnu::always_inline]] inline Four splat(double v) {
     return Four{v, v, v, v};
@@ -62,6 +63,10 @@ using FourMasks = long long __attribute__((vector_size(32)));
 [[gnu::always_inline]] inline Four highHalves(Four a, Four b) {
     return __builtin_shufflevector(a, b, 2, 3, 6, 7);
 }
+/// (a2, a3, a0, a1)
+[[gnu::always_inline]] inline Four swapHalves(Four a) {
+    return __builtin_shufflevector(a, a, 2, 3, 0, 1);
+}
 [[gnu::always_inline]] inline Four negateEven(Four a) {
     constexpr long long sign = 1ll << 63;
     return (Four)((FourMasks)a ^ FourMasks{sign, 0, sign, 0});
@@ -73,6 +78,13 @@ using FourMasks = long long __attribute__((vector_size(32)));
 /// (a0 - b0, a1 + b1, a2 - b2, a3 + b3)
 [[gnu::always_inline]] inline Four subtractAdd(Four a, Four b) {
     return __builtin_shufflevector(a - b, a + b, 0, 5, 2, 7);
+}
+/// The lanes of magnitudes from `least` to `most`, 0.0 in place of others and of NaNs.
+[[gnu::always_inline]] inline Four keepBetween(Four a, double least, double most) {
+    const FourMasks noSign = FourMasks{} + ~(1ll << 63);
+    const Four magnitude = (Four)((FourMasks)a & noSign);
+    const FourMasks kept = (magnitude >= splat(least)) & (magnitude <= splat(most));
+    return (Four)((FourMasks)a & kept);
 }
 
 #else
@@ -143,6 +155,9 @@ struct Four {
 [[gnu::always_inline]] inline Four highHalves(Four a, Four b) {
     return {a.high, b.high};
 }
+[[gnu::always_inline]] inline Four swapHalves(Four a) {
+    return {a.high, a.low};
+}
 [[gnu::always_inline]] inline Two withSigns(Two a, long long first, long long second) {
     return (Two)((TwoMasks)a ^ TwoMasks{first, second});
 }
@@ -156,6 +171,15 @@ struct Four {
 }
 [[gnu::always_inline]] inline Four subtractAdd(Four a, Four b) {
     return a + negateEven(b);
+}
+[[gnu::always_inline]] inline Two keepBetween(Two a, double least, double most) {
+    const TwoMasks noSign = TwoMasks{} + ~(1ll << 63);
+    const Two magnitude = (Two)((TwoMasks)a & noSign);
+    const TwoMasks kept = (magnitude >= Two{least, least}) & (magnitude <= Two{most, most});
+    return (Two)((TwoMasks)a & kept);
+}
+[[gnu::always_inline]] inline Four keepBetween(Four a, double least, double most) {
+    return {keepBetween(a.low, least, most), keepBetween(a.high, least, most)};
 }
 
 #endif
