@@ -63,11 +63,13 @@ void dropUnheard(double *samples, int32_t count) {
 }
 
 bool isAudible(const double *samples, int32_t count) {
+    // Mostly the first one tells.
     constexpr double most = 1e-12;
-    bool audible = false;
-    for (int32_t i = 0; i < count; ++i)
-        audible |= samples[i] > most || samples[i] < -most;
-    return audible;
+    for (int32_t i = 0; i < count; ++i) {
+        if (samples[i] > most || samples[i] < -most)
+            return true;
+    }
+    return false;
 }
 
 /// `vectors` at once share each load of a tap; their sums are independent.
