@@ -1,5 +1,5 @@
+#include "convolution/convolution_engine.h"
 #include "convolution/convolution_engine_div.h"
-#include "convolution/tiny_value_filter.h"
 #include "test_host/effect_driver.h"
 
 #include <cmath>
@@ -87,9 +87,6 @@ TEST_F(Engines, HoldSamplesBackUntilTheirChunkIsComplete) {
     engine.setImpulse(impulse, 512, 0, 0, false);
     EXPECT_EQ(run(engine, {noise(100, 2)})[0].size(), 0u);
     engine.addSamples(nullptr, 156, 1);
-    transforms = 0;
-    EXPECT_EQ(engine.samplesAvailable(0), 0);
-    EXPECT_EQ(transforms, 0);
     EXPECT_EQ(engine.samplesAvailable(156), 256);
 
     ConvolutionEngineDiv divided;
@@ -127,75 +124,6 @@ TEST_F(Engines, SoundLikeFreshOnesAfterAReset) {
     expectFresh(ConvolutionEngine(), ConvolutionEngine(), 512, 0, 0, false);
     expectFresh(ConvolutionEngine(), ConvolutionEngine(), 512, 0, 0, true);
     expectFresh(ConvolutionEngineDiv(), ConvolutionEngineDiv(), 0, 0, 0, 0, 0);
-}
-
-/// A channel in blocks of 64: S is silence, any other letter noise of its own.
-std::vector<double> spell(const std::string &blocks) {
-    std::vector<double> samples;
-    for (const char block : blocks) {
-        const auto part = noise(64, static_cast<uint32_t>(block));
-        for (const double sample : part)
-            samples.push_back(block == 'S' ? 0.0 : sample);
-    }
-    return samples;
-}
-
-TEST_F(Engines, SpendTransformsOnlyWhereChannelsDiffer) {
-    // Responses of two partitions, input block by block; both directions are counted.
-    const std::vector<double> one = noise(128, 1), other = noise(128, 2);
-    std::vector<double> late = one, early = one;
-    std::fill_n(late.begin(), 64, 0.0);
-    std::fill_n(early.begin() + 64, 64, 0.0);
-    const struct {
-        const char *left, *right;
-        Channels response;
-        int count;
-    } cases[] = {
-        {"SSSSS", "SSSSS", {one, other}, 0},
-        {"ABCAB", "ABCAB", {one, other}, 10}, // shared input
-        {"ABCAB", "BCABC", {one, one}, 10},   // paired input
-        {"ABCAB", "BCABC", {one, other}, 20},
-        {"ASSSS", "SSSSS", {one}, 3}, // the tail of one block, then an empty ring
-        {"SASSS", "SASSS", {late, other}, 3},
-        {"ASSSS", "BSSSS", {late}, 2}, // a silent partition costs nothing
-        {"ASSSS", "BSSSS", {early}, 2},
-        {"AABBB", "SABBB", {one, other}, 18}, // alone until the ring is silent in both
-        {"ASBBB", "SSBBB", {one, other}, 9},
-        {"SSBBB", "ASBBB", {one, other}, 9},
-        {"ABCAB", "ABBAB", {one, other}, 16},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(std::string(c.left) + " " + c.right);
-        ImpulseBuffer impulse;
-        load(impulse, c.response);
-        ConvolutionEngine engine;
-        engine.setImpulse(impulse, 128, 0, 0, false);
-        transforms = 0;
-        const Channels input{spell(c.left), spell(c.right)};
-        Channels output(2);
-        for (ptrdiff_t at = 0; at < std::ssize(input[0]); at += 64) {
-            Channels block;
-            for (const auto &channel : input)
-                block.emplace_back(channel.begin() + at, channel.begin() + at + 64);
-            block = run(engine, block);
-            for (size_t i : {0, 1})
-                output[i].insert(output[i].end(), block[i].begin(), block[i].end());
-        }
-        EXPECT_EQ(transforms, c.count);
-        ASSERT_EQ(output[1].size(), input[1].size());
-        expectConvolution(output, input, c.response);
-    }
-}
-
-TEST_F(Engines, KeepTinyAndBrokenSamplesOutOfTheSpectra) {
-    const double least = std::ldexp(1.0, -54);
-    for (const double sign : {1.0, -1.0}) {
-        for (const double kept : {least, 1.0, 1e300})
-            EXPECT_EQ(withoutTinyValues(sign * kept), sign * kept);
-        for (const double gone :
-             {0.0, std::nextafter(least, 0.0), 5e-324, HUGE_VAL, static_cast<double>(NAN)})
-            EXPECT_EQ(withoutTinyValues(sign * gone), 0.0);
-    }
 }
 
 TEST_F(Engines, AreSilentOrStopWhereMemoryFails) {
