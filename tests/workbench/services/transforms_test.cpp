@@ -2,29 +2,21 @@
 
 #include "test_folder.h"
 #include "workbench/services/transform_wisdom.h"
+#include "workbench/sounds.h"
 
 #include <complex>
 #include <cstdint>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <numbers>
-#include <random>
 #include <vector>
 
 namespace tonvale::workbench {
 
 namespace {
 
+using test::noise;
 using Complex = std::complex<double>;
-
-std::vector<double> noise(size_t count) {
-    static std::mt19937 random(1);
-    std::uniform_real_distribution<double> level(-1.0, 1.0);
-    std::vector<double> values(count);
-    for (double &value : values)
-        value = level(random);
-    return values;
-}
 
 /// One bin by its definition: the sum of x[t] e^(sign 2 pi i k t / n).
 Complex bin(const std::vector<Complex> &x, size_t k, double sign) {
@@ -48,7 +40,7 @@ struct Transforms : testing::TestWithParam<size_t> {
 TEST_P(Transforms, MatchTheDefinitionInBothDirectionsWhateverTheAlignment) {
     for (int inverse = 0; inverse < 2; ++inverse)
         for (size_t shift = 0; shift < 3; ++shift) {
-            std::vector<double> room = noise(2 * n + shift);
+            std::vector<double> room = noise(2 * n + shift, 1);
             auto *points = reinterpret_cast<Complex *>(room.data() + shift);
             const std::vector<Complex> given(points, points + n);
             fft(room.data() + shift, static_cast<int>(n), inverse);
@@ -61,7 +53,7 @@ TEST_P(Transforms, MatchTheDefinitionInBothDirectionsWhateverTheAlignment) {
 }
 
 TEST_P(Transforms, RealSpectrumLiesWhereThePermutationTells) {
-    std::vector<double> values = noise(n);
+    std::vector<double> values = noise(n, 2);
     const std::vector<Complex> given(values.begin(), values.end());
     fftReal(values.data(), static_cast<int>(n), 0);
     const int *place = fftPermutation(static_cast<int>(n / 2));
@@ -77,7 +69,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, Transforms, testing::Values(32, 64, 512, 8192, 3
 
 TEST(TransformsOfOtherSizes, LeaveTheDataAlone) {
     prepareTransforms();
-    const std::vector<double> given = noise(256);
+    const std::vector<double> given = noise(256, 3);
     std::vector<double> points = given;
     for (int n : {INT32_MIN, -64, 0, 1, 16, 31, 33, 48, 65536, INT32_MAX}) {
         fft(points.data(), n, 0);
@@ -106,8 +98,7 @@ TEST(TransformWisdom, IsIgnoredWhereItIsDamagedAndCanBeWrittenAnew) {
     const std::string file = folder.file("tonvale/fft-wisdom");
     const std::filesystem::directory_iterator kept(folder.path / "tonvale");
     EXPECT_EQ(std::distance(begin(kept), end(kept)), 1) << "a draft stayed behind";
-    std::ifstream in(file, std::ios::binary);
-    const std::string whole((std::istreambuf_iterator<char>(in)), {});
+    const std::string whole = contents(file);
     for (size_t at = 0; at < whole.size(); ++at) {
         std::string changed = whole;
         changed[at] = static_cast<char>(changed[at] + 1);
