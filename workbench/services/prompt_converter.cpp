@@ -46,7 +46,7 @@ class PromptConverter final : public RateConverter {
             last = step(in, frames, false, out);
             in += last.consumed * channelCount;
             frames -= last.consumed;
-        } while (last.made == stepFrames || (frames > 0 && last.consumed > 0));
+        } while (last.consumed > 0 || last.made > 0);
     }
 
     void finish(FrameQueue &out) override {

@@ -1,13 +1,12 @@
 #include "workbench/services/resampler.h"
 
-#include "test_folder.h"
+#include "host/host_object_ptr.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
-#include <memory>
 #include <numbers>
 #include <vector>
 
@@ -15,7 +14,7 @@ namespace tonvale::workbench {
 
 namespace {
 
-using Resampler = std::unique_ptr<ResamplerHandle, Destroy>;
+using Resampler = HostObjectPtr<ResamplerHandle>;
 
 constexpr double pi = std::numbers::pi;
 
@@ -76,7 +75,7 @@ TEST(Resampler, TurnsSinesIntoTheSameSinesWithoutDelayInBlocksOfAnyLength) {
     const Stream streams[] = {{44100, 48000, 1, 44100},   {96000, 44100, 3, 50000},
                               {1000, 256000, 1, 4000},    {256000, 1000, 1, 600000},
                               {512000, 1000, 1, 1100000}, {48000, 48000, 2, 5000},
-                              {44100, 44363.7, 2, 20000}, {48000, 96000, 200, 2000}};
+                              {44100, 44363.7, 2, 20000}, {48000, 96000, 3, 2000}};
     for (const Stream &s : streams)
         for (int mode : {0, 4}) {
             const Resampler handle(createResampler());
@@ -94,12 +93,12 @@ TEST(Resampler, TurnsSinesIntoTheSameSinesWithoutDelayInBlocksOfAnyLength) {
 TEST(Resampler, GivesACallerThatStopsWithoutFlushAllUpToTheEnd) {
     for (int length : {1, 100, 512, 3072, 20000})
         for (double ratio : {0.1, 0.9, 1.006, 2.0, 3.0, 6.0, 10.0, 15.0}) {
-            const Stream s{48000.0, ratio * 48000.0, 2, length};
+            const Stream s{48000.0, ratio * 48000.0, length == 512 ? 130 : 2, length};
             // A short sound that ends with the input, well within the band of either rate.
             const double scale = std::min(1.0, ratio);
             const auto sound = [&](double seconds, int c) {
                 const double t = (seconds * s.inRate - length) * scale + 40.0;
-                return (c + 1) * std::exp(-t * t / 36.0) * std::cos(0.4 * pi * t);
+                return (c % 7 + 1) * std::exp(-t * t / 36.0) * std::cos(0.4 * pi * t);
             };
             const int wanted = std::max(1, static_cast<int>(length * ratio + 0.5));
             const Resampler handle(createResampler());
@@ -129,6 +128,7 @@ TEST(Resampler, AnswersNothingForRatesAndCountsThatMakeNoSense) {
     }
     EXPECT_EQ(handle->Extended(1, 4, 0, 0), 0);
 
+    EXPECT_LE(asked(256000.0, 1000.0, 1000, 1024), 4096);
     const int count = asked(44100.0, 48000.0, INT32_MAX, 1024);
     ASSERT_GT(count, 0);
     std::fill_n(place, static_cast<ptrdiff_t>(count) * 1024, NAN);

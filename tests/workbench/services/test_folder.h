@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -27,12 +28,10 @@ class TestFolder {
     std::filesystem::path path;
 };
 
-/// Ends a host object as its owner does.
-struct Destroy {
-    template <class Object>
-    void operator()(Object *object) const {
-        object->destroy(1);
-    }
-};
+/// All bytes of a file; none where there is no such file.
+inline std::string contents(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
 
 } // namespace tonvale::workbench
