@@ -46,10 +46,7 @@ Samples burst(double rate, double gain = 1.0);
 template <class Base = testing::Test>
 class StageTest : public Base {
   protected:
-    void SetUp() override {
-        lendUnplannedTransform();
-        loadTestHost();
-    }
+    void SetUp() override { loadTestHost(); }
 };
 
 } // namespace tonvale::test

@@ -36,10 +36,7 @@ inline Sound readFile(const std::string &path) {
 /// Has a folder for what is written. Every test ends with all sources closed.
 class MeasureTest : public testing::Test {
   protected:
-    void SetUp() override {
-        lendUnplannedTransform();
-        loadTestHost();
-    }
+    void SetUp() override { loadTestHost(); }
     void TearDown() override { EXPECT_EQ(openMediaSources(), 0); }
 
     workbench::TestFolder folder;

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fftw3.h>
 #include <mutex>
 #include <numeric>
 #include <random>
@@ -94,30 +93,10 @@ MediaSource *openMedia(const char *path) {
     return open(path);
 }
 
-std::atomic<bool> lendsUnplannedTransform{false};
-
-void unplannedFft(double *points, int n, int inverse) {
-    static std::mutex planner;
-    std::scoped_lock scope(planner);
-    auto *complexPoints = reinterpret_cast<fftw_complex *>(points);
-    const fftw_plan plan = fftw_plan_dft_1d(n, complexPoints, complexPoints,
-                                            inverse ? FFTW_BACKWARD : FFTW_FORWARD, FFTW_ESTIMATE);
-    fftw_execute(plan);
-    fftw_destroy_plan(plan);
-}
-
-/// By name, of the functions about transforms; those that are never called only have to be there.
-intptr_t unplannedTransform(const std::string &name) {
-    const bool isOptional = name == "ZUB_fft_real_8" || name == "ZUB_fft_permute_tab";
-    return isOptional ? 0 : reinterpret_cast<intptr_t>(&unplannedFft);
-}
-
 intptr_t lookUp(const char *name) {
     ++hostNotes().lookups;
     if (withheldNames().count(name) != 0)
         return 0;
-    if (lendsUnplannedTransform && std::strncmp(name, "ZUB_fft", 7) == 0)
-        return unplannedTransform(name);
     if (std::strcmp(name, "PCM_Source_CreateFromFile") == 0)
         return reinterpret_cast<intptr_t>(&openMedia);
     return workbench::hostFunction(name);
@@ -194,10 +173,6 @@ WithheldFunction::~WithheldFunction() {
 
 void loadTestHost() {
     loadHostFunctions(testHostCallback);
-}
-
-void lendUnplannedTransform() {
-    lendsUnplannedTransform = true;
 }
 
 PermutedTransform::PermutedTransform() {

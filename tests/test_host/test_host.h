@@ -43,10 +43,6 @@ class WithheldFunction {
 /// Fetches the host functions, for tests below the level of an effect.
 void loadTestHost();
 
-/// For the rest of the process the host lends a slow transform that needs no plans: measuring them
-/// takes seconds in each process that finds none in the cache. For tests that hardly transform.
-void lendUnplannedTransform();
-
 /// While it lives the host's transform puts the bins in a random but fixed order, as a host may.
 class PermutedTransform {
   public:
