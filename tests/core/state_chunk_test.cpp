@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <random>
 
 namespace tonvale::test {
 namespace {
@@ -165,27 +164,13 @@ TEST_F(StateChunk, ActsAtOnceWithNoRamp) {
     EXPECT_EQ(driver.process(input, 10)[0], std::vector<double>(10, 0.5));
 }
 
-TEST_F(StateChunk, BearsEveryPrefixAndManyMutations) {
+TEST_F(StateChunk, BearsEveryPrefix) {
     putMedia("room", 44100.0, {roomNoise(200, 1)});
     driver.setChannels(3);
     ASSERT_EQ(driver.setChain({line("memory:room"), "!" + line("b"), line("memory:room", 316)}), 3);
     const std::string saved = save();
     for (size_t length = 0; length <= saved.size(); ++length)
         load(saved.substr(0, length));
-    EXPECT_EQ(save(), saved);
-
-    std::mt19937 random(5);
-    for (int round = 0; round < 100000; ++round) {
-        std::string mutated = saved;
-        for (int changes = 0; changes < 1 + round % 4; ++changes)
-            mutated[random() % mutated.size()] = static_cast<char>(random());
-        if (round % 3 == 0)
-            mutated.erase(random() % mutated.size(), random() % 9);
-        load(mutated);
-        EXPECT_GE(driver.effect->numInputs, 1);
-        EXPECT_LE(driver.effect->numInputs, 128);
-    }
-    load(saved);
     EXPECT_EQ(save(), saved);
 }
 
