@@ -57,13 +57,8 @@ TEST_F(TrimGainStretch, StretchesInTimeWithTheHostsResampler) {
         const double length = 44100 / 5.0 * ratio;
         ASSERT_LE(static_cast<double>(out.length()), length + 0.5);
         ASSERT_GE(static_cast<double>(out.length()), length * 0.8);
-        for (size_t c = 0; c < 2; ++c) {
-            const Samples expected = burst(44100 * ratio, c == 0 ? 1.0 : -0.5);
-            ErrorMeter meter;
-            for (size_t i = 0; i < std::min(expected.size(), out.length()); ++i)
-                meter.add(expected[i], out.channels[c][i]);
-            EXPECT_LT(meter.decibels(), -80.0) << ratio;
-        }
+        EXPECT_LT(errorLevel(out.channels[0], burst(44100 * ratio)), -80.0) << ratio;
+        EXPECT_LT(errorLevel(out.channels[1], burst(44100 * ratio, -0.5)), -80.0) << ratio;
     }
 }
 

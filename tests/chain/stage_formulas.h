@@ -11,15 +11,8 @@
 
 namespace tonvale::test {
 
-using Samples = std::vector<double>;
 using Settings = std::vector<double>; ///< in the order of the text form
-
-struct Signal {
-    double rate;
-    Channels channels;
-
-    size_t length() const { return channels[0].size(); }
-};
+using Signal = Sound;
 
 struct StageFormula {
     const char *key;

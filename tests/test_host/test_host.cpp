@@ -8,19 +8,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <mutex>
-#include <numeric>
-#include <random>
 #include <set>
 
 namespace tonvale::test {
 
 namespace {
 
-std::set<std::string> &withheldNames() {
-    static std::set<std::string> names;
-    return names;
-}
+std::set<std::string> withheldNames;
 
 struct Medium {
     double rate;
@@ -28,16 +24,8 @@ struct Medium {
     MediaClaims claims;
 };
 
-std::map<std::string, Medium> &media() {
-    static std::map<std::string, Medium> all;
-    return all;
-}
-
-std::mutex &mediaLock() {
-    static std::mutex lock;
-    return lock;
-}
-
+std::mutex mediaLock;
+std::map<std::string, Medium> media; ///< by path; what is in it stays. Under mediaLock
 std::atomic<int> openSources{0};
 
 /// Reads samples as they are; a stage that wants another rate has to resample.
@@ -84,9 +72,9 @@ class MemorySource final : public MediaSource {
 };
 
 MediaSource *openMedia(const char *path) {
-    std::scoped_lock scope(mediaLock());
-    const auto found = media().find(path);
-    if (found != media().end())
+    std::scoped_lock scope(mediaLock);
+    const auto found = media.find(path);
+    if (found != media.end())
         return new MemorySource(found->second);
     const auto open = reinterpret_cast<MediaSource *(*)(const char *)>(
         workbench::hostFunction("PCM_Source_CreateFromFile"));
@@ -95,38 +83,28 @@ MediaSource *openMedia(const char *path) {
 
 intptr_t lookUp(const char *name) {
     ++hostNotes().lookups;
-    if (withheldNames().count(name) != 0)
+    if (withheldNames.count(name) != 0)
         return 0;
     if (std::strcmp(name, "PCM_Source_CreateFromFile") == 0)
         return reinterpret_cast<intptr_t>(&openMedia);
     return workbench::hostFunction(name);
 }
 
-/// Where bin k of a transform of n points goes.
-const std::vector<int> &binOrder(int n) {
-    static const auto orders = [] {
-        std::map<int, std::vector<int>> all;
-        std::mt19937 random(7);
-        for (int size = 32; size <= 32768; size *= 2) {
-            std::vector<int> order(static_cast<size_t>(size));
-            std::iota(order.begin(), order.end(), 0);
-            std::shuffle(order.begin(), order.end(), random);
-            all[size] = std::move(order);
-        }
-        return all;
-    }();
-    return orders.at(n);
+/// Where bin k of a transform of n points goes: steps that lose no number below a power of two.
+int placeOfBin(int k, int n) {
+    auto place = static_cast<uint32_t>(k) * 0x9E3779B1u % static_cast<uint32_t>(n);
+    place ^= place >> 3;
+    return static_cast<int>((place * 0x85EBCA6Bu + 5) % static_cast<uint32_t>(n));
 }
 
 void permutedFft(double *points, int n, int inverse) {
     const HostSide side;
-    const std::vector<int> &order = binOrder(n);
     if (!inverse)
         workbench::fft(points, n, 0);
-    const std::vector<double> before(points, points + 2 * n);
+    const Samples before(points, points + 2 * n);
     for (int k = 0; k < n; ++k) {
-        const int from = inverse ? order[static_cast<size_t>(k)] : k;
-        const int to = inverse ? k : order[static_cast<size_t>(k)];
+        const int from = inverse ? placeOfBin(k, n) : k;
+        const int to = inverse ? k : placeOfBin(k, n);
         std::copy_n(before.data() + 2 * from, 2, points + 2 * to);
     }
     if (inverse)
@@ -136,10 +114,7 @@ void permutedFft(double *points, int n, int inverse) {
 } // namespace
 
 void HostNotes::clear() {
-    lookups = 0;
-    automateCalls = 0;
-    lastAutomatedIndex = 0;
-    idleRequests = 0;
+    lookups = automateCalls = lastAutomatedIndex = idleRequests = 0;
 }
 
 HostNotes &hostNotes() {
@@ -164,11 +139,11 @@ intptr_t testHostCallback(AEffect *effect, int32_t opcode, int32_t index, intptr
 }
 
 WithheldFunction::WithheldFunction(const char *name) {
-    withheldNames().insert(name);
+    withheldNames.insert(name);
 }
 
 WithheldFunction::~WithheldFunction() {
-    withheldNames().clear();
+    withheldNames.clear();
 }
 
 void loadTestHost() {
@@ -188,8 +163,8 @@ PermutedTransform::~PermutedTransform() {
 
 void putMedia(const std::string &name, double rate, const Channels &channels,
               const MediaClaims &claims) {
-    std::scoped_lock scope(mediaLock());
-    media()["memory:" + name] = {rate, channels, claims};
+    std::scoped_lock scope(mediaLock);
+    media["memory:" + name] = {rate, channels, claims};
 }
 
 int openMediaSources() {

@@ -6,10 +6,8 @@
 #include "test_host/signals.h"
 
 #include <atomic>
-#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 extern "C" AEffect *VSTPluginMain(tonvale::HostCallback callback);
 
