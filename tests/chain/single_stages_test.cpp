@@ -1,5 +1,10 @@
 #include "chain/impulse_generator_edit.h"
+#include "chain/reverb_core.h"
 #include "chain/stage_formulas.h"
+
+#include <algorithm>
+
+// What single stages do beyond their formulas.
 
 namespace tonvale::test {
 namespace {
@@ -32,19 +37,9 @@ TEST_F(ChannelTool, TreatsOverlappingAndMissingChannelsAsWritten) {
 }
 
 TEST_F(ChannelTool, ConvolvesLongChannelsToTheirFullTails) {
-    Samples taps(40000);
-    taps[0] = 0.5;
-    taps[17000] = -0.25;
-    taps[39999] = 0.125;
-    const Samples input = noise(40000, 3);
-    const Signal out = runStage("CHANTOOL", "0 1 4 1 0", {44100, {taps, input}});
-    ASSERT_EQ(out.length(), 80000u);
-    for (size_t i = 0; i < 80000; ++i) {
-        double expected = 0;
-        for (const size_t place : {0, 17000, 39999})
-            expected += i >= place && i - place < 40000 ? taps[place] * input[i - place] : 0;
-        ASSERT_NEAR(out.channels[1][i], expected, 1e-6) << i;
-    }
+    const auto tool =
+        std::ranges::find(stageFormulas(), std::string("CHANTOOL"), &StageFormula::key);
+    expectAgreement(*tool, {0, 1, 4, 1, 0}, {44100, {noise(20000, 1), noise(20000, 2)}});
 }
 
 using TrimGainStretch = StageTest<>;
@@ -57,28 +52,20 @@ TEST_F(TrimGainStretch, StretchesInTimeWithTheHostsResampler) {
         const double length = 44100 / 5.0 * ratio;
         ASSERT_LE(static_cast<double>(out.length()), length + 0.5);
         ASSERT_GE(static_cast<double>(out.length()), length * 0.8);
-        EXPECT_LT(errorLevel(out.channels[0], burst(44100 * ratio)), -80.0) << ratio;
-        EXPECT_LT(errorLevel(out.channels[1], burst(44100 * ratio, -0.5)), -80.0) << ratio;
+        for (size_t c = 0; c < 2; ++c)
+            EXPECT_LT(burstError(out.channels[c], 44100 * ratio, c == 0 ? 1.0 : -0.5), -80.0);
     }
 }
 
 TEST_F(TrimGainStretch, LeavesTheStretchOutWhereItCannotBeAndDoesTheRest) {
     const Signal input{44100, {{1, 2, 3}}};
     const Channels doubled{{2, 4, 6}};
-    EXPECT_EQ(runStage("BASICEDIT", "2 0 20000 1.1", input).channels, doubled);
-    EXPECT_EQ(runStage("BASICEDIT", "2 0 20000 0.9", input).channels, doubled);
-    ImpulseGenerator_Edit stage;
-    stage.loadText("2 0 20000 2");
-    ImpulseBuffer impulse;
-    load(impulse, input);
-    {
-        const AllocationLimit limit(0);
-        stage.process(impulse);
-    }
-    EXPECT_EQ(read(impulse).channels, doubled);
+    for (const char *values : {"2 0 20000 1.1", "2 0 20000 0.9"})
+        EXPECT_EQ(runStage("BASICEDIT", values, input).channels, doubled);
+    EXPECT_EQ(runStage("BASICEDIT", "2 0 20000 2", input, 0).channels, doubled);
     hostFunctions.Resampler_Create = nullptr;
-    EXPECT_EQ(runStage("BASICEDIT", "2 0 20000 2", input).channels, doubled);
-    EXPECT_EQ(runStage("BASICEDIT", "2 0 20000 1 1e8", input).channels, doubled);
+    for (const char *values : {"2 0 20000 2", "2 0 20000 1 1e8"})
+        EXPECT_EQ(runStage("BASICEDIT", values, input).channels, doubled);
 }
 
 TEST_F(TrimGainStretch, ForecastsTheLengthOfTheNextRun) {
@@ -90,6 +77,41 @@ TEST_F(TrimGainStretch, ForecastsTheLengthOfTheNextRun) {
         stage.loadText(("1 " + std::string(start) + " 2000 1.5 250").c_str());
         EXPECT_DOUBLE_EQ(stage.forecastSeconds(), 0.25 + rest * 1.5);
     }
+}
+
+TEST(EchoGenerator, GoesAsFarAsItsErrorsLetItGetOn) {
+    Samples once(1000);
+    once[0] = 1;
+    for (const char *error : {"-2.5", "-2.999999999999", "-3", "-4", "-1e300"}) {
+        const std::string values = "0 1000 3 1 1 " + std::string(error) + " 0";
+        const Samples twiceAFrame(1000, 2);
+        EXPECT_EQ(runStage("ECHOGEN", values, {1000, {{}}}).channels[0],
+                  error == std::string("-2.5") ? twiceAFrame : once)
+            << values;
+    }
+    // A train that walks far back in front of a steep start.
+    for (const Samples &channel :
+         runStage("ECHOGEN", "0 10 4410 1 0 -7000", {1000, Channels(8)}).channels)
+        EXPECT_LE(*std::ranges::max_element(channel), 1e35);
+}
+
+TEST(GeneratorStages, LeaveTheImpulseAsItWasWhenAskedForMoreThanAChannelHolds) {
+    const Signal mono{44100, {noise(50, 1)}};
+    for (const char *key : {"ECHOGEN", "VERBGEN"}) {
+        for (const char *values : {"0 1e8", "1e8 9"})
+            EXPECT_EQ(runStage(key, values, mono).channels, mono.channels) << key << values;
+    }
+}
+
+TEST(ReverbCore, RingsOutToSilenceAndNotToDenormalNumbers) {
+    ReverbCore core;
+    core.sampleRate = 20;
+    core.roomSize = 0.98;
+    ASSERT_TRUE(core.prepare());
+    Samples left(100000);
+    core.run(1.0, left.data(), nullptr, 100000);
+    EXPECT_NE(left[1000], 0.0);
+    EXPECT_EQ(left.back(), 0.0);
 }
 
 } // namespace
