@@ -70,12 +70,15 @@ bool planAll(Transforms &all) {
     if (!points)
         return false;
     bool measured = false;
-    for (int size = 0; size < planSizes; ++size)
-        for (int inverse = 0; inverse < 2; ++inverse)
-            for (int unaligned = 0; unaligned < 2; ++unaligned)
+    for (int size = 0; size < planSizes; ++size) {
+        for (int inverse = 0; inverse < 2; ++inverse) {
+            for (int unaligned = 0; unaligned < 2; ++unaligned) {
                 measured |= plan(all.plans[static_cast<size_t>(size)][static_cast<size_t>(inverse)]
                                           [static_cast<size_t>(unaligned)],
                                  points.get(), smallestPlan << size, inverse, unaligned);
+            }
+        }
+    }
     return measured;
 }
 
