@@ -1,3 +1,4 @@
+#include "workbench/services/media.h"
 #include "workbench/services/rate_converter.h"
 
 #include <algorithm>

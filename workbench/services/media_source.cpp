@@ -197,9 +197,10 @@ class FileSource final : public MediaSource {
         mixed.resize(static_cast<size_t>(frames * channels));
         const int64_t got = std::max<int64_t>(0, sf_readf_double(file.get(), raw.data(), frames));
         position += got;
-        for (double &sample : raw)
+        for (double &sample : raw) {
             if (!std::isfinite(sample))
                 sample = 0.0;
+        }
         for (int64_t n = 0; n < got; ++n)
             mixFrame(raw.data() + n * info.channels, mixed.data() + n * channels, channels);
         return got;
@@ -220,9 +221,10 @@ class FileSource final : public MediaSource {
     static void spread(const double *in, int frames, int channels, MediaReadBlock &block,
                        int done) {
         double *out = block.samples + static_cast<std::ptrdiff_t>(done) * block.channels;
-        for (int n = 0; n < frames; ++n, in += channels)
+        for (int n = 0; n < frames; ++n, in += channels) {
             for (int w = 0; w < block.channels; ++w)
                 *out++ = in[w % channels];
+        }
     }
 
     SoundFile file;

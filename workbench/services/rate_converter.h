@@ -36,6 +36,4 @@ std::unique_ptr<RateConverter> createFineConverter(double inRate, double outRate
 /// callers that don't ask for what is left. Null as above, and for a ratio beyond 256 either way.
 std::unique_ptr<RateConverter> createPromptConverter(double inRate, double outRate, int channels);
 
-constexpr int mostMediaChannels = 1024;
-
 } // namespace tonvale::workbench

@@ -1,4 +1,4 @@
-#include "workbench/cli/state_file.h"
+#include "workbench/cli/commands/state_file.h"
 
 #include "workbench/cli/commands/stage_catalogue.h"
 #include "workbench/cli/problem.h"
@@ -43,9 +43,10 @@ size_t headSize(const std::vector<char> &state) {
     if (!(head <= -1.0f) || head != std::floor(head) || -head > static_cast<float>(room))
         return 0;
     const size_t size = (static_cast<size_t>(-head) + 1) * bytesPerNumber;
-    for (size_t place = bytesPerNumber; place < size; place += bytesPerNumber)
+    for (size_t place = bytesPerNumber; place < size; place += bytesPerNumber) {
         if (!std::isfinite(numberAt<float>(state, place)))
             return 0;
+    }
     return size;
 }
 
