@@ -72,7 +72,7 @@ class Player {
 
     double errorDecibels(const Planes &response) {
         double wrong = 0.0, right = 0.0;
-        for (int spot = 0; spot < 30; ++spot) {
+        for (int spot = 0; spot < 120; ++spot) {
             for (int skipped = 0; skipped < 1 + spot % 5; ++skipped)
                 playBlock();
             const int i = spot * 37 % setup.block;

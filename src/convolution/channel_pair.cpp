@@ -131,11 +131,11 @@ void ChannelPair::playStep(const double *input, int32_t frames, const ShortStage
     }
 }
 
-void ChannelPair::Stage::reset(int32_t phase, int32_t turnsGone) {
+void ChannelPair::Stage::reset(int32_t begun, int32_t turnsGone) {
     if (isLong)
-        many.reset(phase, turnsGone);
+        many.reset(begun, turnsGone);
     else
-        few.reset(phase);
+        few.reset(begun);
 }
 
 bool ChannelPair::isSilent() const {

@@ -39,7 +39,7 @@ class ChannelPair {
         ShortStage few;
         LongStage many;
 
-        void reset(int32_t phase, int32_t turnsGone);
+        void reset(int32_t begun, int32_t turnsGone);
     };
 
     bool isSilent() const;
