@@ -7,27 +7,26 @@ namespace tonvale {
 namespace {
 
 /// Input is looked at, and played by the taps, in steps of at most so many frames.
-constexpr int32_t longestStep = 4096;
+constexpr int32_t mostFrames = 4096;
 /// Chunks that are longer than a block begin at multiples of this.
 constexpr int32_t staggerStep = 64;
 
 } // namespace
 
-bool ChannelPair::prepare(const LoadedResponse &loaded, int32_t index, int32_t count,
-                          int32_t begun) {
+bool ChannelPair::prepare(const LoadedResponse &loaded, int32_t index, int32_t count, int64_t in,
+                          int32_t waiting) {
     response = &loaded;
     width = loaded.frameWidth();
     ownIndex = index;
     indexCount = count;
-    sinceFinished = begun;
     const StageSchedule &schedule = loaded.schedule();
     const int32_t left = width * index, right = left + width - 1;
-    if (!taps.prepare(loaded.taps(left), loaded.taps(right), schedule.taps, width, longestStep))
+    if (!taps.prepare(loaded.taps(left), loaded.taps(right), schedule.taps, width, mostFrames))
         return false;
 
     stageCount = schedule.stageCount;
-    int32_t reach = longestStep;
-    int32_t longestChunk = longestStep;
+    int32_t reach = mostFrames;
+    int32_t longestChunk = mostFrames;
     for (int32_t i = 0; i < stageCount; ++i) {
         const StageSpan &span = schedule.stages[i];
         Stage &stage = stages[i];
@@ -40,21 +39,24 @@ bool ChannelPair::prepare(const LoadedResponse &loaded, int32_t index, int32_t c
         reach = std::max(reach, span.offset + span.chunk);
         longestChunk = std::max(longestChunk, span.chunk);
     }
-    if (!sums.prepare(reach + longestChunk + schedule.latency, width))
+    // What is finished waits for other pairs as long as the latency at most.
+    if (!sums.prepare(reach + longestChunk + 2 * schedule.latency, width))
         return false;
-    sums.advance(begun);
-    if (schedule.latency > 0 && stageCount > 0)
-        stages[0].reset(begun, 0);
+    sums.advance(waiting);
+    begin(in);
     return true;
 }
 
-void ChannelPair::process(const double *input, int32_t frames, double *left, double *right,
-                          double *work) {
+int32_t ChannelPair::longestStep() {
+    return mostFrames;
+}
+
+void ChannelPair::process(const double *input, int32_t frames, int32_t ready, double *left,
+                          double *right, double *work) {
     const bool hasLatency = response->schedule().latency > 0;
-    int32_t given = 0;
     for (int32_t done = 0; done < frames;) {
         const double *block = input + int64_t{done} * width;
-        int32_t step = std::min(frames - done, longestStep);
+        int32_t step = std::min(frames - done, mostFrames);
         const bool atRest = !hasLatency && isSilent();
         if (!atRest || isHeard(block, step)) {
             // With everything at rest chunks can begin anew, as the coming block asks for.
@@ -65,11 +67,24 @@ void ChannelPair::process(const double *input, int32_t frames, double *left, dou
             playStep(isHeard(block, step) ? block : nullptr, step, leader, work);
         }
         sums.advance(step);
-        const int32_t ready = finishedBy(step);
-        sums.take(ready, left ? left + given : nullptr, right ? right + given : nullptr);
-        given += ready;
+        if (hasLatency)
+            phase = (phase + step) % response->schedule().latency;
+        else
+            sums.take(step, left ? left + done : nullptr, right ? right + done : nullptr);
         done += step;
     }
+    if (hasLatency)
+        sums.take(ready, left, right);
+}
+
+/// With a latency: `in` frames of silence are in.
+void ChannelPair::begin(int64_t in) {
+    const StageSchedule &schedule = response->schedule();
+    if (schedule.latency == 0)
+        return;
+    phase = static_cast<int32_t>((in + schedule.stagger(ownIndex, indexCount)) % schedule.latency);
+    if (stageCount > 0)
+        stages[0].reset(phase, ownIndex % turnsAPass);
 }
 
 bool ChannelPair::isHeard(const double *input, int32_t frames) const {
@@ -89,7 +104,7 @@ ShortStage *ChannelPair::leaderOf(int32_t frames) {
 int32_t ChannelPair::stepWithin(int32_t frames) const {
     const int32_t latency = response->schedule().latency;
     if (latency > 0)
-        frames = std::min(frames, latency - sinceFinished);
+        frames = std::min(frames, latency - phase);
     for (int32_t i = 0; i < stageCount; ++i) {
         if (!stages[i].isLong)
             frames = stages[i].few.untilLead(frames);
@@ -116,21 +131,11 @@ void ChannelPair::playStep(const double *input, int32_t frames, const ShortStage
     }
 }
 
-/// How many frames are finished once `step` more are in.
-int32_t ChannelPair::finishedBy(int32_t step) {
-    const int32_t latency = response->schedule().latency;
-    if (latency == 0)
-        return step;
-    const int32_t in = sinceFinished + step;
-    sinceFinished = in % latency;
-    return in - sinceFinished;
-}
-
-void ChannelPair::Stage::reset(int32_t phase, int32_t turnsGone) {
+void ChannelPair::Stage::reset(int32_t begun, int32_t turnsGone) {
     if (isLong)
-        many.reset(phase, turnsGone);
+        many.reset(begun, turnsGone);
     else
-        few.reset(phase);
+        few.reset(begun);
 }
 
 bool ChannelPair::isSilent() const {
@@ -148,9 +153,9 @@ void ChannelPair::align(int32_t block) {
         const int32_t chunk = response->schedule().stages[i].chunk;
         const bool isLast = i + 1 == stageCount;
         const int64_t apart = int64_t{chunk} * ownIndex / indexCount + (isLast ? 0 : chunk / 4);
-        const int32_t phase = static_cast<int32_t>(apart % chunk) / staggerStep * staggerStep;
+        const int32_t begun = static_cast<int32_t>(apart % chunk) / staggerStep * staggerStep;
         const bool isFilled = chunk <= block && !stages[i].isLong;
-        stages[i].reset(isFilled ? 0 : phase, ownIndex % turnsAPass);
+        stages[i].reset(isFilled ? 0 : begun, ownIndex % turnsAPass);
     }
 }
 
@@ -160,7 +165,7 @@ void ChannelPair::reset() {
         stages[i].reset(0, 0);
     }
     sums.clear();
-    sinceFinished = 0;
+    begin(0);
 }
 
 } // namespace tonvale

@@ -17,13 +17,17 @@ class ChannelPair {
   public:
     /// For pair `index` of `count`: channels 2 * index and the next one, or, where the response is
     /// prepared for channels alone, channel `index`. `loaded` outlives the pair. With a
-    /// latency, `begun` frames of silence are in already. Answers false where memory is out.
-    bool prepare(const LoadedResponse &loaded, int32_t index, int32_t count, int32_t begun);
+    /// latency, so many frames of silence are in already of which `waiting` haven't come out.
+    /// Answers false where memory is out.
+    bool prepare(const LoadedResponse &loaded, int32_t index, int32_t count, int64_t in,
+                 int32_t waiting);
 
-    /// Plays `frames` frames of input. Without latency as many come out; with a latency, all whole
-    /// stretches of it that are complete. `work` holds 2 doubles for each point of the longest
-    /// transform. Null channels are left out.
-    void process(const double *input, int32_t frames, double *left, double *right, double *work);
+    /// Plays `frames` frames of input, with a latency at most longestStep() at a time, and takes
+    /// `ready` frames out, without latency as many. `work` holds 2 doubles for each point of the
+    /// longest transform. Null channels are left out.
+    void process(const double *input, int32_t frames, int32_t ready, double *left, double *right,
+                 double *work);
+    static int32_t longestStep();
 
     /// Forgets all input.
     void reset();
@@ -35,16 +39,16 @@ class ChannelPair {
         ShortStage few;
         LongStage many;
 
-        void reset(int32_t phase, int32_t turnsGone);
+        void reset(int32_t begun, int32_t turnsGone);
     };
 
     bool isSilent() const;
     bool isHeard(const double *input, int32_t frames) const;
     void align(int32_t block);
+    void begin(int64_t in);
     ShortStage *leaderOf(int32_t frames);
     int32_t stepWithin(int32_t frames) const;
     void playStep(const double *input, int32_t frames, const ShortStage *leader, double *work);
-    int32_t finishedBy(int32_t step);
 
     const LoadedResponse *response = nullptr;
     TapLine taps;
@@ -53,8 +57,8 @@ class ChannelPair {
     SumRing sums;
     int32_t width = 2;
     int32_t ownIndex = 0;
-    int32_t indexCount = 1;    ///< pairs of the convolver
-    int32_t sinceFinished = 0; ///< frames of a stretch as long as the latency that are in
+    int32_t indexCount = 1; ///< pairs of the convolver
+    int32_t phase = 0;      ///< with a latency: frames of a chunk of the first stage that are in
 };
 
 } // namespace tonvale

@@ -12,6 +12,7 @@ bool LoadedResponse::load(const ResponseSource &source, const StageSchedule &wan
     width = isAlone ? 1 : 2;
     plan = {};
     plan.latency = wanted.latency;
+    plan.isStaggered = wanted.isStaggered;
     const int32_t audible = source.audibleLength();
 
     if (!tapBlock.allocate(int64_t{wanted.taps} * distinct))

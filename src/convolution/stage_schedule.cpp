@@ -10,7 +10,16 @@ namespace {
 /// parts each transform less than many with few.
 constexpr int32_t growth = 16;
 
+/// Chunks begin apart by multiples of this.
+constexpr int32_t staggerStep = 64;
+
 } // namespace
+
+int32_t StageSchedule::stagger(int32_t index, int32_t count) const {
+    if (!isStaggered)
+        return 0;
+    return static_cast<int32_t>(int64_t{latency} * index / count) / staggerStep * staggerStep;
+}
 
 StageSchedule directSchedule(int32_t length) {
     StageSchedule schedule;
@@ -21,6 +30,7 @@ StageSchedule directSchedule(int32_t length) {
 StageSchedule uniformSchedule(int32_t length, int32_t chunk) {
     StageSchedule schedule;
     schedule.latency = chunk;
+    schedule.isStaggered = true;
     if (length > 0)
         schedule.addStage({0, length, chunk});
     return schedule;

@@ -22,6 +22,13 @@ struct StageSchedule {
     int32_t stageCount = 0;
     StageSpan stages[most] = {};
     int32_t latency = 0; ///< samples
+    /// With a latency: whether channel pairs may finish their chunks at different times, so that
+    /// their work doesn't all fall into one block. A sample is ready no later than `latency`
+    /// samples behind its input either way.
+    bool isStaggered = false;
+
+    /// The frames of silence with which pair `index` of `count` begins its first chunk.
+    int32_t stagger(int32_t index, int32_t count) const;
 
     void addStage(const StageSpan &span) { stages[stageCount++] = span; }
 };

@@ -46,10 +46,10 @@ int32_t StreamConvolver::usableLength(const ImpulseBuffer &impulse, int32_t offs
 }
 
 void StreamConvolver::load(const ImpulseBuffer &impulse, int32_t offset, int32_t limit,
-                           const StageSchedule &schedule, int32_t expected) {
+                           const StageSchedule &wanted, int32_t expected) {
     needsRebuild = true;
-    sinceFinished = 0;
-    latency = schedule.latency;
+    framesIn = framesOut = 0;
+    schedule = wanted;
     passes = usableLength(impulse, offset, limit) < 1;
     pairs.clear(true);
     response.reset();
@@ -88,7 +88,7 @@ void StreamConvolver::addSamples(const double *const *buffers, int32_t length, i
         if (response && response->schedule().stageCount > 0)
             convolutionKernels().sample.dropUnheard(frames, length * width);
     }
-    if (latency == 0 && response && response->schedule().stageCount == 0)
+    if (schedule.latency == 0 && response && response->schedule().stageCount == 0)
         play();
 }
 
@@ -105,10 +105,11 @@ bool StreamConvolver::rebuild(int32_t count) {
     if (!inputs.setShape(pairsNeeded, width))
         return false;
     inputs.reserve(usualBlock);
-    outputs.reserve(usualBlock + latency);
+    outputs.reserve(usualBlock + schedule.latency);
     for (int32_t i = 0; response && i < pairsNeeded; ++i) {
         std::unique_ptr<ChannelPair> pair = tryMake<ChannelPair>();
-        if (pair && !pair->prepare(*response, i, pairsNeeded, sinceFinished))
+        if (pair && !pair->prepare(*response, i, pairsNeeded, framesIn,
+                                   static_cast<int32_t>(framesIn - framesOut)))
             pair.reset();
         // One without memory is silent.
         if (!pairs.add(pair.get()))
@@ -148,30 +149,54 @@ void StreamConvolver::appendPassed(const double *const *buffers, int32_t length)
 }
 
 int32_t StreamConvolver::play() {
-    const int32_t frames = inputs.frameCount(), before = outputs.frameCount();
-    if (frames < 1 || needsRebuild)
-        return ready();
-    const int32_t finished = latency > 0 ? (sinceFinished + frames) / latency * latency : frames;
-    if (!outputs.append(finished))
-        return ready();
+    while (inputs.frameCount() > 0 && !needsRebuild) {
+        // Sums that wait for other pairs have little room; without latency none do.
+        const int32_t queued = inputs.frameCount();
+        const int32_t frames =
+            schedule.latency > 0 ? std::min(queued, ChannelPair::longestStep()) : queued;
+        const int32_t before = outputs.frameCount();
+        const auto finished =
+            static_cast<int32_t>(std::max(finishedBy(framesIn + frames) - framesOut, int64_t{0}));
+        if (!outputs.append(finished))
+            break;
+        playSlice(frames, before, finished);
+        framesIn += frames;
+        framesOut += finished;
+        inputs.consume(frames);
+    }
+    return ready();
+}
+
+/// The next `frames` queued frames, of which all pairs take `finished` frames out, to where the
+/// outputs had `before` frames.
+void StreamConvolver::playSlice(int32_t frames, int32_t before, int32_t finished) {
     const int32_t width = inputs.frameWidth();
     for (int32_t i = 0; i < pairCount(); ++i) {
         const int32_t left = width * i, right = left + 1;
-        double *out[2] = {outputs.frame(left, before),
-                          width == 2 && right < channels ? outputs.frame(right, before) : nullptr};
+        double *places[2] = {outputs.frame(left, before), width == 2 && right < channels
+                                                              ? outputs.frame(right, before)
+                                                              : nullptr};
         if (ChannelPair *pair = pairs.get(i)) {
-            pair->process(inputs.frame(i, 0), frames, out[0], out[1], work.get());
+            pair->process(inputs.frame(i, 0), frames, finished, places[0], places[1], work.get());
             continue;
         }
-        for (double *silent : out) {
+        for (double *silent : places) {
             if (silent)
                 std::fill_n(silent, finished, 0.0);
         }
     }
-    if (latency > 0)
-        sinceFinished = (sinceFinished + frames) % latency;
-    inputs.consume(frames);
-    return ready();
+}
+
+/// How many frames all pairs have finished once `frames` are in.
+int64_t StreamConvolver::finishedBy(int64_t frames) const {
+    if (schedule.latency == 0)
+        return frames;
+    int64_t least = frames;
+    for (int32_t i = 0; i < pairCount(); ++i) {
+        const int64_t stagger = schedule.stagger(i, pairCount());
+        least = std::min(least, (frames + stagger) / schedule.latency * schedule.latency - stagger);
+    }
+    return least;
 }
 
 void StreamConvolver::addSilence(int32_t length) {
@@ -181,7 +206,7 @@ void StreamConvolver::addSilence(int32_t length) {
 void StreamConvolver::reset() {
     inputs.clear();
     outputs.clear();
-    sinceFinished = 0;
+    framesIn = framesOut = 0;
     for (int32_t i = 0; i < pairs.getSize(); ++i) {
         if (ChannelPair *pair = pairs.get(i))
             pair->reset();

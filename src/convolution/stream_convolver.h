@@ -50,6 +50,8 @@ class StreamConvolver {
     bool rebuild(int32_t count);
     void passQueued();
     void appendPassed(const double *const *buffers, int32_t length);
+    void playSlice(int32_t frames, int32_t before, int32_t finished);
+    int64_t finishedBy(int64_t frames) const;
     int32_t pairCount() const { return inputs.queueCount(); }
 
     std::unique_ptr<LoadedResponse> response; ///< null: none, or no memory for it
@@ -58,8 +60,9 @@ class StreamConvolver {
     FrameQueue inputs;  ///< a queue of interleaved frames for each pair
     FrameQueue outputs; ///< one for each channel
     int32_t channels = 0;
-    int32_t latency = 0;
-    int32_t sinceFinished = 0;
+    StageSchedule schedule;
+    int64_t framesIn = 0;     ///< with a latency: frames since reset() ...
+    int64_t framesOut = 0;    ///< ... and those that came out
     bool passes = true;       ///< there is no response
     bool needsRebuild = true; ///< the pairs don't fit response and channels
 };

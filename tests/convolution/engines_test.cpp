@@ -278,19 +278,26 @@ TEST_F(Engines, RestInSilenceAndForgetWhatIsNoNumber) {
 TEST_F(Engines, NeverTransformTheLongChunksOfTwoPairsInOneBlock) {
     ImpulseBuffer impulse;
     load(impulse, noises(2, 100000, 1));
-    ConvolutionEngineDiv engine;
-    engine.setImpulse(impulse, 0, 0, 0, 0, 0, 8);
     const Channels input = noises(8, 80000, 3);
-    Channels output;
-    int most = 0, all = 0;
-    for (size_t done = 0; done + 64 <= input[0].size(); done += 64) {
-        std::fill(std::begin(transforms), std::end(transforms), 0);
-        run(engine, input, done, 64, output);
-        most = std::max(most, transforms[15]);
-        all += transforms[15];
-    }
-    EXPECT_EQ(most, 2) << "there and back";
-    EXPECT_GE(all, 4 * 2 * 4);
+    const auto check = [&](auto &&engine, int32_t latency) {
+        Channels output;
+        int most = 0, all = 0;
+        for (size_t done = 0; done + 64 <= input[0].size(); done += 64) {
+            std::fill(std::begin(transforms), std::end(transforms), 0);
+            run(engine, input, done, 64, output);
+            most = std::max(most, transforms[15]);
+            all += transforms[15];
+            // What is due is there all the same.
+            ASSERT_GE(static_cast<int64_t>(output[0].size()) + latency,
+                      static_cast<int64_t>(done + 64));
+        }
+        EXPECT_EQ(most, 2) << "there and back";
+        EXPECT_GE(all, 4 * 2 * 4);
+    };
+    ConvolutionEngineDiv divided;
+    check(divided, divided.setImpulse(impulse, 0, 0, 0, 0, 0, 8));
+    ConvolutionEngine uniform;
+    check(uniform, uniform.setImpulse(impulse, 32768, 0, 0, false, 8));
 }
 
 TEST_F(Engines, AreSilentOrStopWhereMemoryFails) {
