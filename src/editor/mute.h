@@ -4,8 +4,8 @@
 
 namespace tonvale {
 
-/// While one lives the program itself writes controls, and their handlers, which test `depth` for
-/// 0, take no notice of what the controls then tell. User interface thread.
+/// While one lives `depth` is above 0: the program itself writes controls, and their handlers,
+/// which test it, take no notice of what the controls then tell. User interface thread.
 class Mute {
   public:
     explicit Mute(int32_t &depthOfWriting)

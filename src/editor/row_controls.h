@@ -29,8 +29,9 @@ class RowControls {
     /// The row with that fader, or with that edit box; -1 where there is none.
     int32_t findByFader(HWND fader) const;
     int32_t findByEdit(int id) const;
-    HWND fader(int32_t row) const { return control(rows[static_cast<size_t>(row)].controlId); }
-    HWND edit(int32_t row) const { return control(rows[static_cast<size_t>(row)].editId); }
+    /// Null where the row has none.
+    HWND fader(int32_t row) const;
+    HWND edit(int32_t row) const;
 
     /// Once at the dialog's start: wakes the faders, tells them their defaults, and makes the edit
     /// boxes hand the wheel up to the dialog.
@@ -50,6 +51,7 @@ class RowControls {
     bool forwardWheel(DialogActivity &activity, UINT message, WPARAM wParam, LPARAM lParam) const;
 
   private:
+    int32_t count() const { return static_cast<int32_t>(rows.size()); }
     HWND control(uint16_t id) const { return id ? GetDlgItem(dialog, id) : nullptr; }
     HWND faderUnder(POINT place) const;
 
