@@ -19,6 +19,10 @@ struct ReverbPlugin;
 ///
 /// process() runs on whichever thread started the run. Settings are written by a dialog without a
 /// lock, so they are relaxed values.
+///
+/// Memory that runs out is borne in silence: a process() ends where it stands, with a buffer of
+/// sound shape; a load leaves the settings as they were or as far as it got. Destroying a stage
+/// needs no memory.
 class ImpulseGenerator {
   public:
     ReverbPlugin *owner = nullptr; ///< set by createImpulseGenerator, not owned
@@ -28,20 +32,21 @@ class ImpulseGenerator {
 
     virtual ~ImpulseGenerator() = default;
 
-    virtual void process(ImpulseBuffer &impulse) = 0;
+    virtual void process(ImpulseBuffer &impulse) noexcept = 0;
     /// Takes over the binary state of `size` bytes; `key` is the type key as it stood in the
     /// record, with its "!" if it had one. Too few bytes change nothing.
-    virtual void loadState(const char *key, const void *data, int32_t size) = 0;
-    /// Makes `out` hold exactly the binary state.
-    virtual void saveState(HeapBuffer &out) = 0;
+    virtual void loadState(const char *key, const void *data, int32_t size) noexcept = 0;
+    /// Makes `out` hold exactly the binary state; leaves it alone where memory is out.
+    virtual void saveState(HeapBuffer &out) noexcept = 0;
     virtual const char *getDisplayName() = 0;
     virtual const char *getTypeKey() = 0;
     /// Makes the stage's modeless dialog as a child of `parent`; null where it can't be made.
     virtual HWND createDialog(HWND parent);
     /// Writes the one-line text form, cut at `size` bytes with the terminator.
-    virtual void saveText(char *text, int32_t size) = 0;
-    /// Reads values from a text that starts behind the type key. True when all were found.
-    virtual bool loadText(const char *text) = 0;
+    virtual void saveText(char *text, int32_t size) noexcept = 0;
+    /// Reads values from a text that starts behind the type key. True when all were found and
+    /// taken.
+    virtual bool loadText(const char *text) noexcept = 0;
 
     ImpulseGenerator() = default;
     ImpulseGenerator(const ImpulseGenerator &) = delete;

@@ -143,19 +143,19 @@ void convolve(const ChannelGroup &from, int32_t sourceLength, const ChannelGroup
 
 } // namespace
 
-void ImpulseGenerator_ChanTool::loadState(const char *, const void *data, int32_t size) {
+void ImpulseGenerator_ChanTool::loadState(const char *, const void *data, int32_t size) noexcept {
     loadValues<int32_t>(SettingList<int32_t>(values), data, size, 0);
 }
 
-void ImpulseGenerator_ChanTool::saveState(HeapBuffer &out) {
+void ImpulseGenerator_ChanTool::saveState(HeapBuffer &out) noexcept {
     saveValues<int32_t>(SettingList<int32_t>(values), out);
 }
 
-void ImpulseGenerator_ChanTool::saveText(char *text, int32_t size) {
+void ImpulseGenerator_ChanTool::saveText(char *text, int32_t size) noexcept {
     saveValuesText(SettingList<int32_t>(values), typeKey, text, size);
 }
 
-bool ImpulseGenerator_ChanTool::loadText(const char *text) {
+bool ImpulseGenerator_ChanTool::loadText(const char *text) noexcept {
     return loadValuesText(SettingList<int32_t>(values), text);
 }
 

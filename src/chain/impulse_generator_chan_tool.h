@@ -23,12 +23,12 @@ class ImpulseGenerator_ChanTool final : public StatusStage {
     Relaxed<int32_t> count{1};       ///< channels in a group; held to maxGroup, below 1 is no work
     Relaxed<int32_t> total{0};       ///< final channel count; outside 1 ... 128 it stays
 
-    void loadState(const char *key, const void *data, int32_t size) override;
-    void saveState(HeapBuffer &out) override;
+    void loadState(const char *key, const void *data, int32_t size) noexcept override;
+    void saveState(HeapBuffer &out) noexcept override;
     const char *getDisplayName() override { return displayName; }
     const char *getTypeKey() override { return typeKey; }
-    void saveText(char *text, int32_t size) override;
-    bool loadText(const char *text) override;
+    void saveText(char *text, int32_t size) noexcept override;
+    bool loadText(const char *text) noexcept override;
 
   protected:
     void apply(ImpulseBuffer &impulse) override;

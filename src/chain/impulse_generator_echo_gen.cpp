@@ -25,6 +25,14 @@ constexpr StageRow rowTable[] = {
 
 constexpr uint32_t seed = 0xf00d;
 constexpr double closestSpacing = 3.0;
+/// A train that walks back in front of its start is louder there, but never beyond all numbers, dB.
+constexpr double loudest = 600.0;
+
+/// The clicks that a train may take to get into a frame further on than all before; each frame that
+/// it has got on adds to them. So a train that a negative jitter leaves an advance of a quarter
+/// frame a click gets to its end however long it is, and one that gets nowhere costs milliseconds.
+constexpr int64_t patience = 1 << 16;
+constexpr int64_t patiencePerFrame = 4;
 
 /// What all channels' trains have in common; places and distances in frames.
 struct Train {
@@ -36,30 +44,55 @@ struct Train {
     double jitter;   ///< milliseconds
     double exponent; ///< bends the evenly spread random number
     double rate;     ///< Hz
+
+    double jitterFrames(double part) const { return part * jitter * rate * 0.001; }
+
+    /// The place of the click behind the one at `position`. Draws from MT19937 scaled to 0 ... 1,
+    /// both ends possible.
+    double next(double position, std::mt19937 &random) const {
+        const double uniform = static_cast<double>(random()) / 4294967295.0;
+        return position + (jitterFrames(std::pow(uniform, exponent)) + step);
+    }
 };
 
-/// MT19937 scaled to 0 ... 1, both ends possible.
-double uniform(std::mt19937 &random) {
-    return static_cast<double>(random()) / 4294967295.0;
+/// How many clicks a train has, by a walk ahead of it. A negative jitter can turn it round: then it
+/// goes on as long as it may get into a frame further on, and ends with the first click in the
+/// furthest one. What it would click on its way back for good piles up in one place.
+int64_t countClicks(const Train &train, std::mt19937 random) {
+    // Nothing below 0 comes of these, so that every click gets on.
+    if (train.jitter >= 0.0 && train.rate >= 0.0)
+        return INT64_MAX;
+    const double bestAdvance = train.step + (train.exponent > 0.0 ? 0.0 : train.jitterFrames(1.0));
+
+    int32_t furthest = boundedInteger(train.begin, 0, INT32_MAX) - 1;
+    int64_t count = 0;
+    int64_t clicks = 0;
+    int64_t clicksLeft = patience;
+    double position = train.begin;
+    while (position < train.end) {
+        ++clicks;
+        --clicksLeft;
+        const int32_t frame = boundedInteger(position, 0, INT32_MAX);
+        if (frame > furthest) {
+            clicksLeft += patiencePerFrame * (int64_t{frame} - furthest);
+            furthest = frame;
+            count = clicks;
+        }
+        if (position + bestAdvance * static_cast<double>(clicksLeft) < furthest + 1.0)
+            return count;
+        position = train.next(position, random);
+    }
+    return clicks;
 }
 
 void addClicks(double *samples, const Train &train, std::mt19937 &random) {
+    const int64_t count = countClicks(train, random);
     double position = train.begin;
-    double level = train.startLevel;
-    // A negative jitter can bring the advance down to nothing; one click a frame is the most.
-    for (int32_t clicks = 0; clicks < train.end; ++clicks) {
-        const int32_t index = boundedInteger(position, 0, INT32_MAX);
-        if (index >= train.end)
-            return;
-        samples[index] += decibelsToFactor(level);
-
-        const double advance =
-            std::pow(uniform(random), train.exponent) * train.jitter * train.rate * 0.001 +
-            train.step;
-        if (!std::isfinite(advance) || advance <= 0.0)
-            return;
-        position += advance;
-        level += advance * train.slope;
+    for (int64_t i = 0; i < count && position < train.end; ++i) {
+        const double level = train.startLevel + (position - train.begin) * train.slope;
+        samples[boundedInteger(position, 0, INT32_MAX)] +=
+            decibelsToFactor(std::min(loudest, level));
+        position = train.next(position, random);
     }
 }
 

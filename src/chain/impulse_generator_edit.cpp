@@ -1,5 +1,6 @@
 #include "chain/impulse_generator_edit.h"
 
+#include "chain/as_memory_allows.h"
 #include "convolution/containers/bounded_integer.h"
 #include "host/host_functions.h"
 #include "host/host_object_ptr.h"
@@ -91,6 +92,7 @@ int32_t resample(ResamplerHandle &resampler, const ImpulseBuffer &impulse, doubl
     return made;
 }
 
+/// May throw where memory is out, before it has changed anything.
 void stretchTime(ImpulseBuffer &impulse, double stretch) {
     // Written so that no number at all is skipped too.
     if (!(std::abs(stretch - 1.0) > stretchTolerance))
@@ -186,7 +188,7 @@ void ImpulseGenerator_Edit::apply(ImpulseBuffer &impulse) {
 
     trimStart(impulse, framesOfMilliseconds(start, rate));
     impulse.setLength(std::min(framesOfMilliseconds(maximumLength, rate), impulse.getLength()));
-    stretchTime(impulse, stretch);
+    asMemoryAllows([&] { stretchTime(impulse, stretch); });
     applyGain(impulse, gain);
     prependSilence(impulse, framesOfMilliseconds(preSilence, rate));
     applyWidth(impulse, width);

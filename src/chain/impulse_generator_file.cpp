@@ -1,15 +1,20 @@
 #include "chain/impulse_generator_file.h"
 
+#include "chain/as_memory_allows.h"
+#include "chain/stage_owner.h"
+#include "chain/status_stage.h"
 #include "chain/window_messages.h"
 #include "convolution/containers/bounded_integer.h"
 #include "host/host_functions.h"
+#include "host/host_object_ptr.h"
 #include "host/localized_text.h"
+#include "text/number_text.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-
-// The run of the File stage. Its path stands in impulse_generator_file_path.cpp.
+#include <cstring>
+#include <utility>
 
 namespace tonvale {
 
@@ -26,10 +31,18 @@ constexpr double leastPeak = 0.015625;
 constexpr double leastSum = 1e-5;
 constexpr intptr_t resamplerMode = 4;
 
+/// Null for no path, and where the host can't open it. Throws where memory is out.
+std::shared_ptr<MediaSource> openSource(const std::string &path) {
+    if (path.empty())
+        return nullptr;
+    return HostObjectPtr<MediaSource>(hostFunctions.PCM_Source_CreateFromFile(path.c_str()));
+}
+
 } // namespace
 
 /// What one run reads.
 struct ImpulseGenerator_File::Reading {
+    MediaSource *source;
     double rate;       ///< of the run, Hz
     double sourceRate; ///< Hz
     double seconds;    ///< length of the source
@@ -44,24 +57,130 @@ struct ImpulseGenerator_File::Reading {
     double *frame(int32_t index) const { return samples.get() + int64_t{index} * channels; }
 };
 
-ImpulseGenerator_File::ImpulseGenerator_File() {
-    std::snprintf(status, sizeof status, "%s", localizedText("<no file loaded>", "tonvale", 0));
+ImpulseGenerator_File::ImpulseGenerator_File()
+    : noFileText(localizedText("<no file loaded>", "tonvale", 0))
+    , path(*this, [this] { reopen(); }) {
+    std::snprintf(status, sizeof status, "%s", noFileText);
 }
 
-void ImpulseGenerator_File::process(ImpulseBuffer &impulse) {
+void ImpulseGenerator_File::loadState(const char *, const void *data, int32_t size) noexcept {
+    int32_t savedFlags;
+    if (size < static_cast<int32_t>(sizeof savedFlags))
+        return;
+    std::memcpy(&savedFlags, data, sizeof savedFlags);
+    const char *text = static_cast<const char *>(data) + sizeof savedFlags;
+    const size_t room = static_cast<size_t>(size) - sizeof savedFlags;
+    asMemoryAllows([&] {
+        loadPath({text, strnlen(text, room)});
+        flags = savedFlags;
+    });
+}
+
+void ImpulseGenerator_File::saveState(HeapBuffer &out) noexcept {
+    const RegisteredPath::Text present = path.get();
+    const int32_t savedFlags = flags;
+    if (present->size() > INT32_MAX - sizeof savedFlags - 1)
+        return;
+    const auto size = static_cast<int32_t>(sizeof savedFlags + present->size() + 1);
+    out.resize(size, false);
+    if (out.getSize() != size)
+        return;
+    std::memcpy(out.get(), &savedFlags, sizeof savedFlags);
+    std::memcpy(static_cast<char *>(out.get()) + sizeof savedFlags, present->c_str(),
+                present->size() + 1);
+}
+
+void ImpulseGenerator_File::saveText(char *text, int32_t size) noexcept {
+    TextWriter writer(text, size);
+    writer.add(getTypeKey());
+    writer.add(" \"");
+    writer.add(path.get()->c_str());
+    writer.add("\" ");
+    writer.addInteger(flags);
+}
+
+bool ImpulseGenerator_File::loadText(const char *text) noexcept {
+    text = skipBlanks(text);
+    if (!*text)
+        return false;
+    const bool quoted = *text == '"' || *text == '\'';
+    const char delimiter = quoted ? *text++ : ' ';
+    const char *end = std::strchr(text, delimiter);
+    const size_t length = end ? static_cast<size_t>(end - text) : std::strlen(text);
+    const char *behind = end ? skipBlanks(end + 1) : "";
+
+    bool taken = false;
+    asMemoryAllows([&] {
+        loadPath({text, length});
+        if (*behind)
+            flags = readInteger(behind);
+        taken = true;
+    });
+    return taken;
+}
+
+/// The path of a saved form: the host resolves it, and a file that is open already stays open.
+void ImpulseGenerator_File::loadPath(std::string_view saved) {
+    const RegisteredPath::Text newPath = RegisteredPath::resolved(std::string(saved));
+    Source opened = presentSource();
+    if (!opened || compareIgnoringCase(path.get()->c_str(), newPath->c_str()) != 0)
+        opened = openSource(*newPath);
+    setFile(newPath, std::move(opened));
+}
+
+void ImpulseGenerator_File::replaceFile(const char *newPath) noexcept {
+    asMemoryAllows([&] {
+        const auto text = std::make_shared<const std::string>(newPath);
+        setFile(text, openSource(*text));
+    });
+}
+
+/// Comes behind all that needs memory, so that path and source change together or not at all.
+void ImpulseGenerator_File::setFile(const RegisteredPath::Text &newPath, Source opened) noexcept {
+    path.replace(newPath);
+    putSource(newPath, std::move(opened));
+}
+
+void ImpulseGenerator_File::putSource(const RegisteredPath::Text &ofPath, Source opened) noexcept {
+    // What `opened` ends up with is freed behind the lock. Another thread that has changed the path
+    // since then brings the source of its own.
     CriticalScope scope(lock);
-    std::snprintf(status, sizeof status, "%s", localizedText("<no file loaded>", "tonvale", 0));
-    if (source)
-        loadFile(impulse);
+    if (path.get() == ofPath)
+        source.swap(opened);
+}
+
+ImpulseGenerator_File::Source ImpulseGenerator_File::presentSource() {
+    CriticalScope scope(lock);
+    return source;
+}
+
+/// The host has moved the file.
+void ImpulseGenerator_File::reopen() noexcept {
+    asMemoryAllows([this] {
+        const RegisteredPath::Text present = path.get();
+        putSource(present, openSource(*present));
+    });
+    requestRebuildAtIdle(owner);
+    dialog.post(fileRefreshMessage);
+}
+
+void ImpulseGenerator_File::process(ImpulseBuffer &impulse) noexcept {
+    Source present; // freed behind the lock, where it was replaced meanwhile
+    CriticalScope scope(lock);
+    present = source;
+    std::snprintf(status, sizeof status, "%s", noFileText);
+    if (present)
+        asMemoryAllows([&] { loadFile(impulse, *present); });
     dialog.post(stageStatusMessage);
 }
 
-void ImpulseGenerator_File::loadFile(ImpulseBuffer &impulse) {
+void ImpulseGenerator_File::loadFile(ImpulseBuffer &impulse, MediaSource &from) {
     Reading reading{};
+    reading.source = &from;
     reading.rate = impulse.sampleRate;
-    reading.seconds = source->GetLength();
-    reading.sourceChannels = source->GetNumChannels();
-    reading.sourceRate = source->GetSampleRate();
+    reading.seconds = from.GetLength();
+    reading.sourceChannels = from.GetNumChannels();
+    reading.sourceRate = from.GetSampleRate();
     HostObjectPtr<ResamplerHandle> resampler;
     if (reading.ratesDiffer() && (flags & useResampler) && hostFunctions.Resampler_Create)
         resampler.reset(hostFunctions.Resampler_Create());
@@ -93,7 +212,7 @@ void ImpulseGenerator_File::loadFile(ImpulseBuffer &impulse) {
 }
 
 /// The source itself converts the rate.
-void ImpulseGenerator_File::readConverted(Reading &reading) {
+void ImpulseGenerator_File::readConverted(Reading &reading) const {
     while (reading.frames < reading.total) {
         MediaReadBlock block{};
         block.time = reading.frames / reading.rate;
@@ -101,7 +220,7 @@ void ImpulseGenerator_File::readConverted(Reading &reading) {
         block.channels = reading.channels;
         block.length = std::min(reading.total - reading.frames, blockFrames);
         block.samples = reading.frame(reading.frames);
-        source->GetSamples(&block);
+        reading.source->GetSamples(&block);
         const int32_t delivered = std::clamp(block.samplesOut, 0, block.length);
         if (delivered < 1)
             break;
@@ -119,7 +238,7 @@ void ImpulseGenerator_File::readConverted(Reading &reading) {
 }
 
 /// A resampler of the host's converts, and what it does to the level is made up for.
-void ImpulseGenerator_File::readResampled(Reading &reading, ResamplerHandle &resampler) {
+void ImpulseGenerator_File::readResampled(Reading &reading, ResamplerHandle &resampler) const {
     const bool magnitudes = flags & compareMagnitudes;
     const auto sum = [magnitudes](const double *samples, int64_t count) {
         double total = 0.0;
@@ -142,7 +261,7 @@ void ImpulseGenerator_File::readResampled(Reading &reading, ResamplerHandle &res
             block.sampleRate = reading.sourceRate;
             block.channels = reading.channels;
             block.samples = place;
-            source->GetSamples(&block);
+            reading.source->GetSamples(&block);
             delivered = std::clamp(block.samplesOut, 0, block.length);
             sumIn += sum(place, int64_t{delivered} * reading.channels);
             consumed += delivered;
@@ -186,8 +305,7 @@ void ImpulseGenerator_File::mix(ImpulseBuffer &impulse, const Reading &reading) 
 void ImpulseGenerator_File::formatStatus(const ImpulseBuffer &impulse, const Reading &reading) {
     const auto hertz = [](double rate) { return boundedInteger(rate + 0.5, 0, INT32_MAX); };
     std::snprintf(status, sizeof status,
-                  localizedText("Source: %dHz %dch %.1fs\r\nOutput: %dHz %dch %.1fs", "tonvale",
-                                localizeFormat),
+                  statusFormat("Source: %dHz %dch %.1fs\r\nOutput: %dHz %dch %.1fs"),
                   hertz(reading.sourceRate), reading.sourceChannels, reading.seconds,
                   hertz(reading.rate), impulse.getNumChannels(), reading.total / reading.rate);
 }

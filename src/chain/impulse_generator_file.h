@@ -1,11 +1,14 @@
 #pragma once
 
 #include "chain/impulse_generator.h"
-#include "host/host_object_ptr.h"
+#include "chain/registered_path.h"
+#include "host/host_objects.h"
 #include "platform/critical_section.h"
 #include "platform/window_handle.h"
 
+#include <memory>
 #include <string>
+#include <string_view>
 
 namespace tonvale {
 
@@ -40,45 +43,45 @@ class ImpulseGenerator_File final : public ImpulseGenerator {
     Relaxed<int32_t> flags{defaultFlags};
 
     ImpulseGenerator_File();
-    ~ImpulseGenerator_File() override;
 
-    void process(ImpulseBuffer &impulse) override;
-    void loadState(const char *key, const void *data, int32_t size) override;
-    void saveState(HeapBuffer &out) override;
+    void process(ImpulseBuffer &impulse) noexcept override;
+    void loadState(const char *key, const void *data, int32_t size) noexcept override;
+    void saveState(HeapBuffer &out) noexcept override;
     const char *getDisplayName() override { return displayName; }
     const char *getTypeKey() override { return typeKey; }
-    void saveText(char *text, int32_t size) override;
-    bool loadText(const char *text) override;
+    void saveText(char *text, int32_t size) noexcept override;
+    bool loadText(const char *text) noexcept override;
+
+    // For the thread that owns the stage.
 
     /// Opens `newPath` as it stands in place of the present file, and registers it with the host's
-    /// project. On the thread of the editor.
-    void replaceFile(const char *newPath);
-
+    /// project. Where memory is out nothing changes.
+    void replaceFile(const char *newPath) noexcept;
     /// UTF-8; empty means no file.
-    std::string getPath();
+    std::string getPath() const { return *path.get(); }
+    /// Whether the host could open the path. Waits for a process().
+    bool isOpen() { return presentSource() != nullptr; }
 
   private:
     struct Reading;
+    using Source = std::shared_ptr<MediaSource>; ///< may be null
 
-    void loadFile(ImpulseBuffer &impulse);
-    void readConverted(Reading &reading);
-    void readResampled(Reading &reading, ResamplerHandle &resampler);
+    void loadFile(ImpulseBuffer &impulse, MediaSource &from);
     void mix(ImpulseBuffer &impulse, const Reading &reading) const;
     void formatStatus(const ImpulseBuffer &impulse, const Reading &reading);
+    void readConverted(Reading &reading) const;
+    void readResampled(Reading &reading, ResamplerHandle &resampler) const;
 
-    void setPath(std::string newPath);
-    void openPath();
-    void applyPath(const std::string &oldPath);
-    void registerFile();
-    void unregisterFile();
-    void tellProject(const char *action, intptr_t ofProject);
-    void followRename(const char *newPath);
-    static intptr_t fileInProjectCallback(void *stage, int message, void *data);
+    Source presentSource();
+    void loadPath(std::string_view saved);
+    void setFile(const RegisteredPath::Text &newPath, Source opened) noexcept;
+    void putSource(const RegisteredPath::Text &ofPath, Source opened) noexcept;
+    void reopen() noexcept;
 
-    CriticalSection pathLock; ///< guards `path` and `project`: the host may call back on any thread
-    std::string path;
-    HostObjectPtr<MediaSource> source;
-    intptr_t project = 0; ///< the host's project that knows of the file, 0 for none
+    const char *const noFileText;
+    /// A run keeps what it reads from, should the host give the file another path meanwhile.
+    Source source;
+    RegisteredPath path;
 };
 
 } // namespace tonvale

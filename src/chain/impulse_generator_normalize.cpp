@@ -1,7 +1,6 @@
 #include "chain/impulse_generator_normalize.h"
 
 #include "chain/decibels.h"
-#include "host/localized_text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -40,12 +39,11 @@ void ImpulseGenerator_Normalize::apply(ImpulseBuffer &impulse) {
         scaleChannel(impulse, c, gain);
 }
 
-void ImpulseGenerator_Normalize::formatOutputStatus(const ImpulseBuffer &impulse) {
+void ImpulseGenerator_Normalize::formatOutputStatus(const ImpulseBuffer &impulse) noexcept {
     const ImpulseSummary output(impulse);
-    std::snprintf(
-        outputStatus, sizeof outputStatus,
-        localizedText("Output: %.2fs %dkHz %dch (%.1f dB gain)", "tonvale", localizeFormat),
-        output.seconds, output.kilohertz, output.channels, factorToDecibels(gain));
+    std::snprintf(outputStatus, sizeof outputStatus,
+                  statusFormat("Output: %.2fs %dkHz %dch (%.1f dB gain)"), output.seconds,
+                  output.kilohertz, output.channels, factorToDecibels(gain));
 }
 
 } // namespace tonvale

@@ -20,7 +20,7 @@ class ImpulseGenerator_Normalize final : public RowStage {
 
   protected:
     void apply(ImpulseBuffer &impulse) override;
-    void formatOutputStatus(const ImpulseBuffer &impulse) override;
+    void formatOutputStatus(const ImpulseBuffer &impulse) noexcept override;
 
   private:
     double gain = 1.0; ///< of the last run, for its status

@@ -17,19 +17,19 @@ void RowStage::setDefaults() {
         setting(i) = rows[i].defaultValue;
 }
 
-void RowStage::loadState(const char *, const void *data, int32_t size) {
+void RowStage::loadState(const char *, const void *data, int32_t size) noexcept {
     loadValues<float>(list(), data, size, fewestValues);
 }
 
-void RowStage::saveState(HeapBuffer &out) {
+void RowStage::saveState(HeapBuffer &out) noexcept {
     saveValues<float>(list(), out);
 }
 
-void RowStage::saveText(char *text, int32_t size) {
+void RowStage::saveText(char *text, int32_t size) noexcept {
     saveValuesText(list(), getTypeKey(), text, size);
 }
 
-bool RowStage::loadText(const char *text) {
+bool RowStage::loadText(const char *text) noexcept {
     return loadValuesText(list(), text);
 }
 

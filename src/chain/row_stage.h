@@ -13,10 +13,10 @@ namespace tonvale {
 /// table's order, as 32-bit floats or as text with six decimals.
 class RowStage : public StatusStage {
   public:
-    void loadState(const char *key, const void *data, int32_t size) override;
-    void saveState(HeapBuffer &out) override;
-    void saveText(char *text, int32_t size) override;
-    bool loadText(const char *text) override;
+    void loadState(const char *key, const void *data, int32_t size) noexcept override;
+    void saveState(HeapBuffer &out) noexcept override;
+    void saveText(char *text, int32_t size) noexcept override;
+    bool loadText(const char *text) noexcept override;
 
     const StageRow *getRows() const { return rows; }
     int32_t getRowCount() const { return rowCount; }

@@ -1,5 +1,6 @@
 #include "chain/status_stage.h"
 
+#include "chain/as_memory_allows.h"
 #include "chain/window_messages.h"
 #include "convolution/containers/bounded_integer.h"
 #include "host/localized_text.h"
@@ -9,22 +10,26 @@
 
 namespace tonvale {
 
-void StatusStage::process(ImpulseBuffer &impulse) {
+void StatusStage::process(ImpulseBuffer &impulse) noexcept {
     CriticalScope scope(lock);
     const ImpulseSummary input(impulse);
-    std::snprintf(inputStatus, sizeof inputStatus,
-                  localizedText("Input: %.2fs %dkHz %dch", "tonvale", localizeFormat),
+    std::snprintf(inputStatus, sizeof inputStatus, statusFormat("Input: %.2fs %dkHz %dch"),
                   input.seconds, input.kilohertz, input.channels);
-    apply(impulse);
+    asMemoryAllows([&] { apply(impulse); });
     formatOutputStatus(impulse);
     dialog.post(stageStatusMessage);
 }
 
-void StatusStage::formatOutputStatus(const ImpulseBuffer &impulse) {
+void StatusStage::formatOutputStatus(const ImpulseBuffer &impulse) noexcept {
     const ImpulseSummary output(impulse);
-    std::snprintf(outputStatus, sizeof outputStatus,
-                  localizedText("Output: %.2fs %dkHz %dch", "tonvale", localizeFormat),
+    std::snprintf(outputStatus, sizeof outputStatus, statusFormat("Output: %.2fs %dkHz %dch"),
                   output.seconds, output.kilohertz, output.channels);
+}
+
+const char *statusFormat(const char *format) noexcept {
+    const char *translated = format;
+    asMemoryAllows([&] { translated = localizedText(format, "tonvale", localizeFormat); });
+    return translated;
 }
 
 ImpulseSummary::ImpulseSummary(const ImpulseBuffer &impulse)

@@ -16,13 +16,16 @@ class StatusStage : public ImpulseGenerator {
     char outputStatus[statusSize] = "";
     WindowHandle dialog; ///< the stage's open dialog
 
-    void process(ImpulseBuffer &impulse) final;
+    void process(ImpulseBuffer &impulse) noexcept final;
 
   protected:
-    /// The stage's work on `impulse`, under `lock`.
+    /// The stage's work on `impulse`, under `lock`. May throw where memory is out.
     virtual void apply(ImpulseBuffer &impulse) = 0;
-    virtual void formatOutputStatus(const ImpulseBuffer &impulse);
+    virtual void formatOutputStatus(const ImpulseBuffer &impulse) noexcept;
 };
+
+/// The translation of a status text's format; the format itself where memory is out.
+const char *statusFormat(const char *format) noexcept;
 
 /// The three arguments of a status text, in the order of its format.
 struct ImpulseSummary {

@@ -1,16 +1,25 @@
 #include "chain/reverb_core.h"
 #include "chain/stage_formulas.h"
 
+#include <algorithm>
+
 namespace tonvale::test {
 namespace {
 
-TEST(EchoGenerator, EndsAtAnAdvanceThatIsNoneOrHardlyOne) {
+TEST(EchoGenerator, GoesAsFarAsItsErrorsLetItGetOn) {
     Samples once(1000);
     once[0] = 1;
-    for (const char *values : {"0 1000 3 1 1 -3 0", "0 1000 3 1 1 -4 0", "0 1000 3 1 1 -1e300 0"})
-        EXPECT_EQ(runStage("ECHOGEN", values, {1000, {{}}}).channels[0], once) << values;
-    const Signal out = runStage("ECHOGEN", "0 1000 3 1 1 -2.999999999999 0", {1000, {{}}});
-    EXPECT_LE(out.channels[0][0], 1000.5);
+    for (const char *error : {"-2.5", "-2.999999999999", "-3", "-4", "-1e300"}) {
+        const std::string values = "0 1000 3 1 1 " + std::string(error) + " 0";
+        const Samples twiceAFrame(1000, 2);
+        EXPECT_EQ(runStage("ECHOGEN", values, {1000, {{}}}).channels[0],
+                  error == std::string("-2.5") ? twiceAFrame : once)
+            << values;
+    }
+    // A train that walks far back in front of a steep start.
+    for (const Samples &channel :
+         runStage("ECHOGEN", "0 10 4410 1 0 -7000", {1000, Channels(8)}).channels)
+        EXPECT_LE(*std::ranges::max_element(channel), 1e35);
 }
 
 TEST(GeneratorStages, LeaveTheImpulseAsItWasWhenAskedForMoreThanAChannelHolds) {

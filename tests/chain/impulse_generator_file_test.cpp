@@ -5,7 +5,9 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <thread>
 
 namespace tonvale::test {
 namespace {
@@ -117,10 +119,18 @@ TEST_F(FileStage, LeavesTheBufferAndSaysSoWhenThereIsNothingToRead) {
     putMedia("long", 10.0, {Samples(1000, 1.0)});
     for (const double rate : {0.0, -1.0, std::nan(""), 1e300, infinity, 40000.0})
         EXPECT_LE(run("long", 4, {rate, {{}}})[0].size(), 3145728u);
-    const AllocationLimit limit(1, 700);
-    run("stereo", 60, {44100, {{}}});
-    EXPECT_EQ(status, nothing);
     EXPECT_EQ(openMediaSources(), 0);
+
+    ImpulseGenerator_File stage;
+    loadState(stage, "stereo", 60);
+    ImpulseBuffer impulse;
+    load(impulse, before);
+    {
+        const AllocationLimit limit(INT32_MAX, 700);
+        stage.process(impulse);
+    }
+    EXPECT_STREQ(stage.status, nothing);
+    EXPECT_EQ(read(impulse).channels, before.channels);
 }
 
 TEST_F(FileStage, ReadsAndWritesItsTextForm) {
@@ -190,6 +200,130 @@ TEST_F(FileStage, TheProjectKnowsOfTheFileAndCanReplaceIt) {
     EXPECT_EQ(driver.dispatch(effGetTailSize), 150);
     driver.setChain({});
     EXPECT_EQ(workbench::projectFiles().size(), before);
+}
+
+// A project that knows of one file at most, and needs no memory for it.
+
+// Longer than what a std::string holds without memory.
+constexpr const char *before = "memory:the file that the stage has at first";
+constexpr const char *after = "memory:the file that comes in its place";
+
+workbench::FileInProjectRecord told;
+char file[128]; ///< that the project knows of
+void (*hostIsCalled)();
+std::unique_ptr<ImpulseGenerator_File> stage;
+
+int tellProject(const char *action, void *record) {
+    hostIsCalled();
+    std::memcpy(&told, record, sizeof told);
+    const bool adds = *action != '-';
+    if (adds || std::strcmp(file, told.file) == 0)
+        std::snprintf(file, sizeof file, "%s", adds ? told.file : "");
+    return 1;
+}
+
+void moveFile(const char *path) {
+    std::snprintf(file, sizeof file, "%s", path);
+    told.callback(told.userData, 0, file);
+}
+
+class FileStageInProject : public FileStage {
+  protected:
+    void SetUp() override {
+        FileStage::SetUp();
+        putMedia(before + 7, 44100.0, {Samples(300, 1.0)});
+        putMedia(after + 7, 44100.0, {Samples(500, 1.0)});
+        hostFunctions.plugin_register = tellProject;
+        hostIsCalled = [] {};
+    }
+
+    void begin() {
+        stage.reset(dynamic_cast<ImpulseGenerator_File *>(
+            createImpulseGenerator("FILELDR", static_cast<ReverbPlugin *>(driver.effect->user))));
+        stage->replaceFile(before);
+        ASSERT_STREQ(file, before);
+    }
+
+    EffectDriver driver;
+};
+
+TEST_F(FileStageInProject, ChangesWholeOrNotAtAllAndGoesWhereMemoryIsOut) {
+    const std::string text = '"' + std::string(after) + "\" 4";
+    const std::string state = std::string("\4\0\0\0", 4) + after;
+    const struct {
+        const char *path;
+        std::function<void()> change;
+    } rows[] = {
+        {after, [&] { stage->loadText(text.c_str()); }},
+        {after, [&] { stage->loadState("", state.data(), static_cast<int32_t>(state.size())); }},
+        {after, [] { stage->replaceFile(after); }},
+        {after, [] { moveFile(after); }},
+        {"", [] { moveFile(""); }},
+    };
+    for (const auto &[path, change] : rows) {
+        bool refused = true;
+        for (int allowed = 0; refused; ++allowed) {
+            begin();
+            {
+                const AllocationLimit limit(allowed);
+                change();
+                refused = limit.refused() > 0;
+            }
+            const bool changed = stage->getPath() == path;
+            EXPECT_TRUE(changed || (refused && stage->getPath() == before)) << allowed;
+            EXPECT_TRUE(file == stage->getPath() || (refused && !*file)) << file;
+            EXPECT_TRUE(stage->isOpen() == (*path != 0) || refused);
+            {
+                const AllocationLimit limit(0);
+                stage.reset();
+            }
+            EXPECT_STREQ(file, "");
+            EXPECT_EQ(openMediaSources(), 0);
+        }
+    }
+}
+
+/// Moves the file when its first sample is read.
+class MovedSource final : public MediaSource {
+  public:
+    static inline int ended = 0;
+
+    void destroy(int) override {
+        hostIsCalled();
+        ++ended;
+        delete this;
+    }
+    int GetNumChannels() override { return 1; }
+    double GetSampleRate() override { return 44100.0; }
+    double GetLength() override { return 5.0 / 44100.0; }
+    void GetSamples(MediaReadBlock *block) override {
+        if (block->time == 0.0)
+            moveFile(after);
+        EXPECT_EQ(ended, 0) << "a source in use is kept";
+        *block->samples = 0.5;
+        block->samplesOut = 1;
+    }
+};
+
+TEST_F(FileStageInProject, LetsTheHostMoveTheFileWhileItIsReadAndHoldsNoLockAcrossItsCalls) {
+    hostFunctions.PCM_Source_CreateFromFile = [](const char *) -> MediaSource * {
+        hostIsCalled();
+        return new MovedSource;
+    };
+    begin();
+    // Ends only where no lock of the stage is held.
+    hostIsCalled = [] { std::thread([] { stage->isOpen(); }).join(); };
+    stage->replaceFile(after);
+    EXPECT_EQ(std::exchange(MovedSource::ended, 0), 1);
+    hostIsCalled = [] {};
+
+    ImpulseBuffer impulse;
+    load(impulse, {44100.0, {{}}});
+    stage->process(impulse);
+    EXPECT_EQ(read(impulse).channels, Channels{Samples(5, 0.5)});
+    EXPECT_EQ(MovedSource::ended, 1);
+    stage.reset();
+    EXPECT_EQ(MovedSource::ended, 2);
 }
 
 } // namespace

@@ -135,14 +135,28 @@ void echo(Signal &signal, const Settings &v) {
         return factor < std::exp2(-25) ? -150.0 : 20 * std::log10(factor);
     };
     const double bend = v[6] > 0.5 ? 4 * v[6] - 1 : 2 * v[6];
+    const auto behind = [&](double place, std::mt19937 &sequence) {
+        const double jitter = std::pow(static_cast<double>(sequence()) / 4294967295.0, bend);
+        return place +
+               (jitter * v[5] * signal.rate * .001 + std::max(3., v[2] * signal.rate * .001));
+    };
     std::mt19937 sequence(61453);
     for (auto &channel : signal.channels) {
-        for (double place = from; place < last;) {
-            const double part = (place - from) / (last - from);
+        // All clicks up to the end; those up to the furthest frame of a train that never gets
+        // there.
+        Samples places;
+        std::mt19937 ahead = sequence;
+        double place = from;
+        for (; place < last && places.size() < 150000; place = behind(place, ahead))
+            places.push_back(place);
+        const auto frame = [](double at) { return static_cast<size_t>(std::max(at, 0.0)); };
+        if (place < last)
+            places.erase(std::ranges::max_element(places, {}, frame) + 1, places.end());
+        sequence.discard(places.size());
+        for (const double at : places) {
+            const double part = (at - from) / (last - from);
             const double decibels = level(v[3]) * (1 - part) + level(v[4]) * part;
-            channel[static_cast<size_t>(place)] += std::pow(10, decibels / 20);
-            const double jitter = std::pow(static_cast<double>(sequence()) / 4294967295.0, bend);
-            place += std::max(3.0, v[2] * signal.rate / 1000) + jitter * v[5] * signal.rate / 1000;
+            channel[frame(at)] += std::pow(10, decibels / 20);
         }
     }
 }
@@ -216,7 +230,7 @@ const StageFormula formulas[] = {
     {"ECHOGEN",
      {0, 100, 10, 0.5, 0.25, 0, 0.5},
      16,
-     {{-3, 9}, {0, 30}, {0, 6}, {0, 1}, {0, 1}, {0, 4}, {0, 1}},
+     {{-3, 9}, {0, 30}, {0, 6}, {0, 1}, {0, 1}, {-4, 4}, {0, 1}},
      echo,
      1e-12},
     {"VERBGEN",
