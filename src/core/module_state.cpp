@@ -2,23 +2,17 @@
 
 namespace tonvale {
 
-namespace {
-
-#ifdef _WIN32
-/// Set when the process attaches to the module.
-HINSTANCE attachedModule = nullptr;
-#else
-/// Its address tells this module from every other one in the process.
-char moduleMark = 0;
-#endif
-
-} // namespace
-
 HINSTANCE ownModule() {
+    // Its address lies in this module and in no other one of the process.
+    static char mark;
 #ifdef _WIN32
-    return attachedModule;
+    HINSTANCE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                           GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<LPCWSTR>(&mark), &module);
+    return module;
 #else
-    return reinterpret_cast<HINSTANCE>(&moduleMark);
+    return reinterpret_cast<HINSTANCE>(&mark);
 #endif
 }
 
@@ -28,11 +22,3 @@ ModuleState &moduleState() {
 }
 
 } // namespace tonvale
-
-#ifdef _WIN32
-BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void *) {
-    if (reason == DLL_PROCESS_ATTACH)
-        tonvale::attachedModule = instance;
-    return TRUE;
-}
-#endif

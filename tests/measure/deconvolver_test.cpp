@@ -2,10 +2,10 @@
 
 #include "measure/source_reading.h"
 #include "measure/test_tone.h"
+#include "test_host/heap_in_use.h"
 #include "tests/measure/measure_test.h"
 
 #include <limits>
-#include <malloc.h>
 
 namespace tonvale::test {
 namespace {
@@ -30,7 +30,7 @@ class Deconvolver : public MeasureTest {
     MeasureOutcome run(int32_t floor, const MeasureProgress &progress = {}) {
         return deconvolve(recording.c_str(), tone.c_str(), out.c_str(), {floor, 64}, progress);
     }
-    bool hasWritten() const { return std::filesystem::exists(out); }
+    bool hasWritten() const { return std::filesystem::exists(filePath(out)); }
 
     std::string recording = "memory:recording", tone = "memory:tone";
 };
@@ -156,7 +156,6 @@ TEST_F(Deconvolver, TellsWhyItFailsAndLeavesNothing) {
 }
 
 TEST_F(Deconvolver, GivesAllMemoryBackWhicheverRequestIsRefused) {
-    const auto heapInUse = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
     // A spectrum takes 1 MiB here; what else goes on in the process takes far less.
     constexpr size_t slack = 1u << 18;
     putMedia("recording", 44100.0, {noise(40000, 1), noise(40000, 2)});

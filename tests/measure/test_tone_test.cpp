@@ -31,7 +31,7 @@ TEST_F(TestTone, SweepsByTheFifthPowerOfTimeFromZeroToTheLastSample) {
     for (const auto &[settings, samples, fileRate, tolerance] : cases) {
         ASSERT_EQ(writeTestTone(out.c_str(), settings), MeasureOutcome::done);
         const size_t bytes = samples * static_cast<size_t>(settings.toneBitDepth) / 8;
-        const size_t size = std::filesystem::file_size(out);
+        const size_t size = std::filesystem::file_size(filePath(out));
         EXPECT_TRUE(size > bytes && size < bytes + 200) << size;
         const Sound tone = readFile(out);
         EXPECT_EQ(tone.rate, fileRate);
@@ -69,7 +69,7 @@ TEST_F(TestTone, TellsOfARefusedFileAndIsSilentWithoutAFileWriter) {
 TEST_F(TestTone, LeavesNoFileBehindWhenItIsCancelled) {
     const auto toTheMiddle = [](double fraction) { return fraction < 0.5; };
     EXPECT_EQ(writeTestTone(out.c_str(), {0.1}, toTheMiddle), MeasureOutcome::cancelled);
-    EXPECT_FALSE(std::filesystem::exists(out));
+    EXPECT_FALSE(std::filesystem::exists(filePath(out)));
 }
 
 } // namespace

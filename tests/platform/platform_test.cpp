@@ -24,6 +24,57 @@ TEST(AutoResetEvent, LetsOneWaitThroughForAnyNumberOfSignals) {
     other.join();
 }
 
+TEST(AutoResetEvent, ShowsTheWaiterWhatWasDoneBeforeTheSignal) {
+    AutoResetEvent there, back;
+    int number = 0; // without a lock
+    std::thread other([&] {
+        for (int i = 0; i < 5000; ++i) {
+            ASSERT_TRUE(there.wait(20s));
+            ++number;
+            back.signal();
+        }
+    });
+    for (int i = 0; i < 5000; ++i) {
+        EXPECT_EQ(number++, 2 * i);
+        there.signal();
+        ASSERT_TRUE(back.wait(20s));
+    }
+    other.join();
+    EXPECT_FALSE(there.wait(0ms) || back.wait(0ms));
+}
+
+TEST(AutoResetEvent, LosesNoSignalOfTwoThreadsAndKeepsOneAtMost) {
+    constexpr int each = 2000;
+    AutoResetEvent event;
+    std::atomic<int> sent[2]{}, seen[2]{};
+    std::atomic<bool> stop{false};
+    const auto send = [&](int sender) {
+        // Nobody goes on before it was seen, so that one lost signal stops it for good.
+        for (int i = 1; i <= each; ++i) {
+            sent[sender] = i;
+            event.signal();
+            while (seen[sender] < i)
+                std::this_thread::yield();
+        }
+        while (!stop)
+            event.signal();
+    };
+    std::thread first(send, 0), second(send, 1);
+    while (seen[0] + seen[1] < 2 * each && event.wait(20s)) {
+        seen[0] = sent[0].load();
+        seen[1] = sent[1].load();
+    }
+    EXPECT_EQ(seen[0] + seen[1], 2 * each);
+    seen[0] = seen[1] = each;
+    for (int i = 0; i < each; ++i)
+        EXPECT_TRUE(event.wait(20s));
+    stop = true;
+    first.join();
+    second.join();
+    event.wait(0ms);
+    EXPECT_FALSE(event.wait(0ms));
+}
+
 TEST(CriticalSection, ExcludesOthersUntilItIsLeftAsOftenAsEntered) {
     CriticalSection section;
     std::atomic<bool> entered{false};

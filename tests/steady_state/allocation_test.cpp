@@ -5,9 +5,9 @@
 
 #include <cstdlib>
 
-// Counts what a thread allocates. Without sanitizers, which have a heap of their own, this
-// program's malloc stands before the C library's for every module in the process; with them the
-// requests of the containers alone are counted.
+// Counts what a thread allocates. With the GNU C library, this program's malloc stands before the
+// library's for every module in the process; elsewhere, and with sanitizers, which have a heap of
+// their own, the requests of the containers alone are counted.
 
 namespace {
 
@@ -20,7 +20,7 @@ void note() {
 
 } // namespace
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 extern "C" {
 void *__libc_malloc(size_t);
 void *__libc_calloc(size_t, size_t);

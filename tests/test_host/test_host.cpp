@@ -8,11 +8,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fftw3.h>
 #include <mutex>
 #include <numeric>
 #include <random>
 #include <set>
+
+#ifndef _WIN32
+#include <fftw3.h>
+#endif
 
 namespace tonvale::test {
 
@@ -96,6 +99,15 @@ MediaSource *openMedia(const char *path) {
 
 std::atomic<bool> lendsUnplannedTransform{false};
 
+#ifdef _WIN32
+
+/// The host's transforms need no plans here.
+intptr_t unplannedTransform(const std::string &name) {
+    return workbench::hostFunction(name.c_str());
+}
+
+#else
+
 void unplannedFft(double *points, int n, int inverse) {
     static std::mutex planner;
     std::scoped_lock scope(planner);
@@ -111,6 +123,8 @@ intptr_t unplannedTransform(const std::string &name) {
     const bool isOptional = name == "ZUB_fft_real_8" || name == "ZUB_fft_permute_tab";
     return isOptional ? 0 : reinterpret_cast<intptr_t>(&unplannedFft);
 }
+
+#endif
 
 intptr_t lookUp(const char *name) {
     ++hostNotes().lookups;

@@ -1,5 +1,6 @@
 #include "workbench/services/path_resolver.h"
 
+#include "text/file_path.h"
 #include "workbench/services/user_folders.h"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ bool climbs(const fs::path &path) {
 
 /// Where `path` would lie below the data folder; empty for a path that would leave it.
 fs::path belowDataFolder(const fs::path &path, const char *subfolder) {
-    const fs::path inside = fs::path(subfolder ? subfolder : "") / path;
+    const fs::path inside = filePath(subfolder ? subfolder : "") / path;
     const fs::path base = dataFolder();
     if (base.empty() || inside.is_absolute() || climbs(inside))
         return {};
@@ -49,7 +50,7 @@ void resolvePath(const char *path, char *out, int outSize, const char *subfolder
     out[0] = 0;
     if (!path || !*path)
         return;
-    const std::string found = find(path, subfolder);
+    const std::string found = pathText(find(filePath(path), subfolder));
     if (found.size() < static_cast<size_t>(outSize))
         std::memcpy(out, found.c_str(), found.size() + 1);
 }

@@ -1,5 +1,6 @@
 #include "workbench/services/settings_file.h"
 
+#include "text/file_path.h"
 #include "workbench/services/user_folders.h"
 
 #include <string>
@@ -16,7 +17,7 @@ std::string makeSettingsFolder() {
     // none.
     std::error_code ignored;
     std::filesystem::create_directories(folder, ignored);
-    return folder / "tonvale.ini";
+    return pathText(folder / "tonvale.ini");
 }
 
 } // namespace

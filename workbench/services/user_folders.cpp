@@ -1,11 +1,37 @@
 #include "workbench/services/user_folders.h"
 
-#include <array>
 #include <cstdlib>
+
+#ifndef _WIN32
+#include <array>
 #include <pwd.h>
 #include <unistd.h>
+#endif
 
 namespace tonvale::workbench {
+
+#ifdef _WIN32
+
+namespace {
+
+std::filesystem::path programFolder(const wchar_t *variable) {
+    const wchar_t *base = _wgetenv(variable);
+    return base && *base ? std::filesystem::path(base) / "tonvale" : std::filesystem::path();
+}
+
+} // namespace
+
+std::filesystem::path configFolder() {
+    return programFolder(L"APPDATA");
+}
+std::filesystem::path cacheFolder() {
+    return programFolder(L"LOCALAPPDATA");
+}
+std::filesystem::path dataFolder() {
+    return programFolder(L"APPDATA");
+}
+
+#else
 
 namespace {
 
@@ -45,5 +71,7 @@ std::filesystem::path cacheFolder() {
 std::filesystem::path dataFolder() {
     return programFolder("XDG_DATA_HOME", ".local/share");
 }
+
+#endif
 
 } // namespace tonvale::workbench

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "text/file_path.h"
+
 #include <filesystem>
-#include <stdexcept>
+#include <random>
 #include <string>
 
 namespace tonvale::workbench {
@@ -9,11 +11,10 @@ namespace tonvale::workbench {
 /// An empty folder of its own for each object, gone with it.
 class TestFolder {
   public:
-    TestFolder() {
-        std::string pattern = std::filesystem::temp_directory_path() / "tonvale-test-XXXXXX";
-        if (!mkdtemp(pattern.data()))
-            throw std::runtime_error("no temporary folder");
-        path = pattern;
+    TestFolder()
+        : path(std::filesystem::temp_directory_path() /
+               ("tonvale-test-" + std::to_string(std::random_device()()))) {
+        std::filesystem::create_directory(path);
     }
     ~TestFolder() {
         std::error_code ignored;
@@ -22,9 +23,9 @@ class TestFolder {
     TestFolder(const TestFolder &) = delete;
     TestFolder &operator=(const TestFolder &) = delete;
 
-    std::string file(const std::string &name) const { return path / name; }
+    std::string file(const std::string &name) const { return pathText(path / filePath(name)); }
 
-    std::filesystem::path path;
+    const std::filesystem::path path;
 };
 
 /// Ends a host object as its owner does.
