@@ -1,5 +1,7 @@
 #include "workbench/services/translation.h"
 
+#include "test_folder.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -67,6 +69,24 @@ TEST(Translation, ReadsSectionsAndLeavesOutWhatIsWrong) {
     ASSERT_EQ(problems.size(), 5u);
     EXPECT_EQ(problems[0], "line 2 stands before the first section");
     EXPECT_EQ(problems[1], "line 7 has other % conversions than its original");
+}
+
+TEST(Translation, IsChosenByNameOrPathForTheWholeProcess) {
+    const TestFolder folder;
+    const std::string file = folder.file("Sprache 音.txt");
+    std::ofstream(filePath(file)) << "[tonvale]\n\"Wet\" = \"Hall\"\n";
+    ASSERT_TRUE(chooseLanguage(file));
+    const char *wet = localise("Wet", "tonvale", 0), *dry = "Dry";
+    EXPECT_STREQ(wet, "Hall");
+    EXPECT_EQ(localise(dry, "tonvale", 0), dry);
+    EXPECT_FALSE(chooseLanguage("nosuch"));
+    EXPECT_FALSE(chooseLanguage(folder.path.string()));
+    EXPECT_STREQ(localise("Wet", "tonvale", 0), "Hall");
+    EXPECT_TRUE(chooseLanguage("de"));
+    EXPECT_STREQ(localise("Reverse", "tonvale_modname", 0), "Umkehren");
+    EXPECT_TRUE(chooseLanguage("en"));
+    EXPECT_FALSE(isTranslating());
+    EXPECT_STREQ(wet, "Hall") << "what was told is kept";
 }
 
 TEST(Translation, IsCompleteInGerman) {
