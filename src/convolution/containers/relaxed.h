@@ -21,6 +21,8 @@ class Relaxed {
     }
     /// Sets bits and loses none that another thread sets meanwhile.
     void setBits(T bits) { value.fetch_or(bits, std::memory_order_relaxed); }
+    /// Stores `next` and answers what was there, with no loss between.
+    T exchange(T next) { return value.exchange(next, std::memory_order_relaxed); }
 
   private:
     std::atomic<T> value{};

@@ -1,6 +1,146 @@
 #pragma once
 
-// The numbers of the module's resources. The resource compiler reads this file too, and knows no
-// other constants than these.
+// The numbers of the module's resources and of the controls in its dialogs. The resource compiler
+// reads this file too, and knows no other constants than these. The rows of a stage's or of the
+// parameters' table name their controls by number; each number means the same control there.
 
 #define DIALOG_MAIN 101
+#define DIALOG_FILE 104
+#define DIALOG_EDIT 105
+#define DIALOG_ECHO 106
+#define DIALOG_REVERSE 107
+#define DIALOG_NORMALIZE 108
+#define DIALOG_FILTER 109
+#define DIALOG_REVERB 110
+#define DIALOG_TONE 185
+#define DIALOG_DECONVOLVE 186
+#define DIALOG_CHANNEL_TOOL 187
+
+// The label of a row that nothing else refers to.
+#define PLAIN_LABEL (-1)
+
+// The editor of an instance.
+#define MAIN_DRY_EDIT 1002
+#define MAIN_WIDTH_EDIT 1004
+#define MAIN_PAN_EDIT 1005
+#define MAIN_WET_EDIT 1011
+#define MAIN_ADD 1015
+#define MAIN_REMOVE 1016
+#define MAIN_STAGE_FRAME 1017
+#define MAIN_PREVERB_FADER 1023
+#define MAIN_PREVERB_EDIT 1024
+#define MAIN_MAX_FFT 1033
+#define MAIN_ZERO_LATENCY 1034
+#define MAIN_COPY_TO_ALL 1035
+#define MAIN_LOW_LATENCY 1036
+#define MAIN_DRY_FADER 1046
+#define MAIN_WET_FADER 1047
+#define MAIN_DISPLAY 1048
+#define MAIN_WIDTH_FADER 1073
+#define MAIN_PAN_FADER 1074
+#define MAIN_STAGE_LIST 1076
+#define MAIN_DRY_LABEL 1081
+#define MAIN_WET_LABEL 1082
+#define MAIN_CHAIN_LABEL 1083
+#define MAIN_PREVERB_LABEL 1084
+#define MAIN_PREVERB_UNIT 1085
+#define MAIN_MAX_FFT_LABEL 1086
+#define MAIN_WIDTH_LABEL 1087
+#define MAIN_PAN_LABEL 1088
+#define MAIN_PERFORMANCE_GROUP 1094
+#define MAIN_GROUP 1095
+
+// Every stage but File: what came in and what went out.
+#define STAGE_INPUT_STATUS 1022
+#define STAGE_OUTPUT_STATUS 1023
+
+// Echo Generator.
+#define ECHO_START_EDIT 1003
+#define ECHO_LENGTH_FADER 1025
+#define ECHO_SPACING_FADER 1026
+#define ECHO_START_VOLUME_FADER 1027
+#define ECHO_END_VOLUME_FADER 1028
+#define ECHO_LENGTH_EDIT 1029
+#define ECHO_SPACING_EDIT 1030
+#define ECHO_START_VOLUME_EDIT 1031
+#define ECHO_END_VOLUME_EDIT 1032
+#define ECHO_ERROR_FADER 1033
+#define ECHO_ERROR_EDIT 1034
+#define ECHO_DISTRIBUTION_FADER 1035
+#define ECHO_DISTRIBUTION_EDIT 1036
+#define ECHO_START_FADER 1072
+
+// Trim/Gain/Stretch.
+#define EDIT_START_EDIT 1003
+#define EDIT_LENGTH_EDIT 1004
+#define EDIT_GAIN_EDIT 1005
+#define EDIT_STRETCH_EDIT 1006
+#define EDIT_SILENCE_EDIT 1007
+#define EDIT_WIDTH_EDIT 1008
+#define EDIT_PAN_EDIT 1009
+#define EDIT_START_FADER 1072
+#define EDIT_LENGTH_FADER 1073
+#define EDIT_GAIN_FADER 1074
+#define EDIT_STRETCH_FADER 1075
+#define EDIT_SILENCE_FADER 1076
+#define EDIT_WIDTH_FADER 1077
+#define EDIT_PAN_FADER 1078
+
+// Normalize.
+#define NORMALIZE_PEAK_EDIT 1005
+#define NORMALIZE_PEAK_FADER 1074
+
+// Reverse.
+#define REVERSE_DRY_EDIT 1002
+#define REVERSE_MIX_EDIT 1011
+#define REVERSE_DRY_FADER 1046
+#define REVERSE_MIX_FADER 1047
+#define REVERSE_CHANNEL_EDIT 1079
+
+// Filter.
+#define FILTER_LOWPASS_EDIT 1009
+#define FILTER_HIGHPASS_EDIT 1010
+#define FILTER_LOWPASS_FADER 1076
+#define FILTER_HIGHPASS_FADER 1077
+
+// Reverb Generator.
+#define REVERB_DAMPENING_EDIT 1003
+#define REVERB_WIDTH_EDIT 1004
+#define REVERB_DELAY_EDIT 1005
+#define REVERB_ROOM_EDIT 1006
+#define REVERB_VOLUME_EDIT 1011
+#define REVERB_LENGTH_FADER 1025
+#define REVERB_LENGTH_EDIT 1029
+#define REVERB_VOLUME_FADER 1047
+#define REVERB_DAMPENING_FADER 1072
+#define REVERB_WIDTH_FADER 1073
+#define REVERB_DELAY_FADER 1074
+#define REVERB_ROOM_FADER 1075
+
+// Channel Tool.
+#define CHANNEL_COUNT 1034
+#define CHANNEL_SOURCE 1035
+#define CHANNEL_DESTINATION 1037
+#define CHANNEL_ACTION 1039
+#define CHANNEL_TOTAL 1080
+
+// File.
+#define FILE_BROWSE 1015
+#define FILE_FOLDER 1018
+#define FILE_MONO 1019
+#define FILE_STATUS 1020
+#define FILE_LIST 1033
+#define FILE_TONE 1035
+#define FILE_DECONVOLVE 1036
+#define FILE_OFFSET 1037
+#define FILE_GAIN 1038
+#define FILE_PATH_LABEL 1081
+#define FILE_OFFSET_LABEL 1082
+#define FILE_UTILITIES_GROUP 1094
+
+// What the choosers of the measurement tools have below the system's own controls.
+#define TONE_LENGTH 1018
+#define TONE_RATE 1019
+#define TONE_BIT_DEPTH 1020
+#define DECONVOLVE_NOISE_FLOOR 1018
+#define DECONVOLVE_BIT_DEPTH 1020

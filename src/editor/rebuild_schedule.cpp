@@ -1,0 +1,95 @@
+#include "editor/rebuild_schedule.h"
+
+#include "chain/window_messages.h"
+#include "core/reverb_plugin.h"
+
+namespace tonvale {
+
+namespace {
+
+// Milliseconds.
+constexpr UINT rebuildDelay = 250;
+constexpr UINT tellHostDelay = 500;
+
+/// What was due by either timer.
+struct Due {
+    bool rebuild;
+    bool tellHost;
+};
+
+Due stopTimers(HWND mainDialog) {
+    const bool rebuild = KillTimer(mainDialog, rebuildTimer) != 0;
+    const bool tellHost = KillTimer(mainDialog, tellHostTimer) != 0;
+    return {rebuild, tellHost};
+}
+
+/// Whether a request was on its way.
+bool takeCommitMessages(HWND mainDialog) {
+    bool found = false;
+    MSG queued;
+    while (PeekMessageW(&queued, mainDialog, commitMessage, commitMessage, PM_REMOVE)) {
+        // This one comes through every filter, and isn't for here.
+        if (queued.message == WM_QUIT) {
+            PostQuitMessage(static_cast<int>(queued.wParam));
+            break;
+        }
+        found = true;
+    }
+    return found;
+}
+
+void rebuildAfterPause(ReverbPlugin &plugin, HWND mainDialog) {
+    stopTimers(mainDialog);
+    plugin.rebuildImpulse();
+    SetTimer(mainDialog, tellHostTimer, tellHostDelay, nullptr);
+}
+
+void tellHostAtRest(ReverbPlugin &plugin, HWND mainDialog) {
+    if (IsChild(mainDialog, GetCapture()))
+        return;
+    KillTimer(mainDialog, tellHostTimer);
+    plugin.tellHostOfChange();
+}
+
+} // namespace
+
+void scheduleRebuild(HWND stageDialog, bool immediately) {
+    const HWND mainDialog = stageDialog ? GetParent(stageDialog) : nullptr;
+    if (!mainDialog)
+        return;
+    stopTimers(mainDialog);
+    if (immediately)
+        PostMessageW(mainDialog, commitMessage, 0, 0);
+    else
+        SetTimer(mainDialog, rebuildTimer, rebuildDelay, nullptr);
+}
+
+void commitRebuild(ReverbPlugin &plugin, HWND mainDialog) {
+    stopTimers(mainDialog);
+    plugin.rebuildImpulse();
+    plugin.tellHostOfChange();
+}
+
+bool handleRebuildTimer(ReverbPlugin &plugin, HWND mainDialog, UINT_PTR timer) {
+    switch (timer) {
+    case rebuildTimer:
+        rebuildAfterPause(plugin, mainDialog);
+        return true;
+    case tellHostTimer:
+        tellHostAtRest(plugin, mainDialog);
+        return true;
+    default:
+        return false;
+    }
+}
+
+void finishRebuilds(ReverbPlugin &plugin, HWND mainDialog) {
+    Due due = stopTimers(mainDialog);
+    due.rebuild |= takeCommitMessages(mainDialog);
+    if (due.rebuild)
+        plugin.rebuildImpulse();
+    if (due.rebuild || due.tellHost)
+        plugin.tellHostOfChange();
+}
+
+} // namespace tonvale

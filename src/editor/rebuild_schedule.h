@@ -1,0 +1,29 @@
+#pragma once
+
+#include <windows.h>
+
+namespace tonvale {
+
+struct ReverbPlugin;
+
+// From an edit in a stage's dialog to the rebuild, and to the host, by two timers of the main
+// dialog: the first waits for a pause in the edits and rebuilds, the second waits until no mouse
+// button holds a control and tells the host. User interface thread.
+
+constexpr UINT_PTR housekeepingTimer = 2;
+constexpr UINT_PTR rebuildTimer = 666;
+constexpr UINT_PTR tellHostTimer = 667;
+
+/// Asks the main dialog, which is the parent of `stageDialog`, for a rebuild: after 250 ms without
+/// another request, or with `immediately` as soon as its messages are served. Without a parent does
+/// nothing.
+void scheduleRebuild(HWND stageDialog, bool immediately);
+
+/// A request that waits no longer: rebuilds, and tells the host.
+void commitRebuild(ReverbPlugin &plugin, HWND mainDialog);
+/// The two timers. False for any other.
+bool handleRebuildTimer(ReverbPlugin &plugin, HWND mainDialog, UINT_PTR timer);
+/// Does what is still due when the dialog goes, so that no edit is lost.
+void finishRebuilds(ReverbPlugin &plugin, HWND mainDialog);
+
+} // namespace tonvale
