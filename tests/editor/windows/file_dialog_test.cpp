@@ -9,6 +9,7 @@
 #include "tests/workbench/services/test_folder.h"
 #include "text/file_names.h"
 #include "text/file_path.h"
+#include "text/number_text.h"
 #include "text/profile.h"
 #include "text/wide_text.h"
 #include "text/window_text.h"
@@ -204,10 +205,12 @@ TEST_F(FileDialog, BrowsesFromTheLastFolderOnAndKeepsAllWhereThatIsCancelled) {
 TEST_F(FileDialog, AsksForTheFileOfAStageThatTheUserAdded) {
     editor.open();
     later(300, [&] {
-        // The menu is sorted: Channel Tool, Echo Generator, File.
         answerChooser("Open media file:", folder.file(japanese));
-        for (const WORD key : {VK_DOWN, VK_DOWN, VK_DOWN, VK_RETURN})
-            pressKey(key);
+        // The menu's own loop takes the keys. It is sorted: Channel Tool, Echo Generator, File.
+        for (const BYTE key : {VK_DOWN, VK_DOWN, VK_DOWN, VK_RETURN}) {
+            keybd_event(key, 0, 0, 0);
+            keybd_event(key, 0, KEYEVENTF_KEYUP, 0);
+        }
     });
     click(editor.control(MAIN_ADD));
     serve();
@@ -247,25 +250,25 @@ TEST_F(FileDialog, WritesTheTestToneThatItsChooserDescribes) {
     EXPECT_EQ(measureState.tone.toneBitDepth, 32);
     tone("τόνος", IDOK);
     EXPECT_EQ(currentDirectory(), before);
-    const std::string path = folder.file("τόνος.WAV");
-    EXPECT_EQ(measureState.toneFilePath, path);
+    const std::string path = folder.file("τόνος.wav");
+    EXPECT_EQ(compareIgnoringCase(measureState.toneFilePath, path.c_str()), 0);
     const HostObjectPtr<MediaSource> source(hostFunctions.PCM_Source_CreateFromFile(path.c_str()));
     ASSERT_TRUE(source);
     EXPECT_EQ(source->GetSampleRate(), 8000.0);
     EXPECT_EQ(source->GetLength(), 0.2);
     EXPECT_NEAR(static_cast<double>(std::filesystem::file_size(filePath(path))), 1600 * 3, 100);
-    EXPECT_FALSE(std::filesystem::exists(folder.path / "a.WAV"));
+    EXPECT_FALSE(std::filesystem::exists(folder.path / "a.wav"));
 }
 
 TEST_F(FileDialog, LoadsWhatIsDeconvolved) {
     open(folder.file(greek));
     const std::string tone = folder.file("tone.wav");
     writeTestTone(tone.c_str(), {0.5, 44100.0, 64});
-    const std::string response = folder.file("応答.WAV");
+    const std::string response = folder.file("応答.wav");
     whenBoxOpens("Open file to be deconvolved:", [&](HWND first) {
         whenBoxOpens("Open test tone used:", [&](HWND second) {
             whenBoxOpens("Save impulse response as:", [&](HWND third) {
-                typeName(folder.file("応答"));
+                typeName(response);
                 typeInto(settingIn(third, DECONVOLVE_NOISE_FLOOR, "dB"), "-60");
                 leave(third, IDOK);
             });
@@ -279,23 +282,21 @@ TEST_F(FileDialog, LoadsWhatIsDeconvolved) {
     serve();
     EXPECT_EQ(measureState.deconvolver.noiseFloorDb, -60);
     EXPECT_EQ(chain(), line(response));
-    EXPECT_EQ(stageText(FILE_LIST), "応答.WAV");
+    EXPECT_EQ(stageText(FILE_LIST), "応答.wav");
     ASSERT_GE(responseLength(), 1);
     EXPECT_NEAR(editor.plugin.impulse.getChannel(0)[0], 1.0, 0.05);
 
-    // The paths stay, and are offered again.
+    // The tone is offered again.
     writeWave(folder.file("slow.wav"), {1.0, 1.0}, 22050);
     std::string told;
     whenBoxOpens("Open file to be deconvolved:", [&](HWND first) {
         whenBoxOpens("Open test tone used:", [&](HWND second) {
             whenBoxOpens("Save impulse response as:", [&](HWND third) {
-                whenBoxOpens("Confirm Save As", [&](HWND confirm) {
-                    whenBoxOpens("Tonvale Error", [&](HWND box) {
-                        told = controlText(box, 0xFFFF);
-                        leave(box, IDOK);
-                    });
-                    leave(confirm, IDYES);
+                whenBoxOpens("Tonvale Error", [&](HWND box) {
+                    told = controlText(box, 0xFFFF);
+                    leave(box, IDOK);
                 });
+                typeName(folder.file("other.wav"));
                 leave(third, IDOK);
             });
             leave(second, IDOK);
