@@ -1,3 +1,4 @@
+#include "workbench/services/drawing.h"
 #include "workbench/services/fader_law.h"
 #include "workbench/services/host.h"
 #include "workbench/services/media.h"
@@ -7,6 +8,8 @@
 #include "workbench/services/resampler.h"
 #include "workbench/services/settings_file.h"
 #include "workbench/services/transforms.h"
+#include "workbench/services/translation.h"
+#include "workbench/services/window_services.h"
 
 #include <algorithm>
 #include <iterator>
@@ -16,27 +19,6 @@
 namespace tonvale::workbench {
 
 namespace {
-
-// What the editor asks for beyond sound: this host speaks English, at plain size, and doesn't draw.
-
-bool setAccessibleName(HWND, const char *, int) {
-    return false;
-}
-int displayScale(HWND) {
-    return 256;
-}
-const char *localise(const char *text, const char *, int) {
-    return text;
-}
-DLGPROC prepareDialog(const char *, HINSTANCE, const char *, DLGPROC, LPARAM, void **, int) {
-    return nullptr;
-}
-void initialiseDialog(HWND, const char *) {}
-HostBitmap *createBitmap(int, int, int) {
-    return nullptr;
-}
-void fillRect(HostBitmap *, int, int, int, int, uint32_t, float, int) {}
-void drawLine(HostBitmap *, int, int, int, int, uint32_t, float, int, bool) {}
 
 /// Stands for every function that a plug-in only looks for.
 void notCalled() {}
@@ -122,6 +104,7 @@ intptr_t hostFunction(const char *name) {
     const FunctionRow *found = findRow(name);
     if (!found)
         return 0;
+    prepareWindows();
     if (found->name.starts_with("ZUB_fft"))
         prepareTransforms();
     return found->address;

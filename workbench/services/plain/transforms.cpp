@@ -1,5 +1,6 @@
 #include "workbench/services/transforms.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -7,6 +8,7 @@
 #include <numbers>
 #include <numeric>
 #include <utility>
+#include <vector>
 
 namespace tonvale::workbench {
 
@@ -73,7 +75,15 @@ void fft(double *values, int n, int inverse) {
     }
 }
 
-void fftReal(double *, int, int) {}
+void fftReal(double *values, int n, int inverse) {
+    if (!values || !isOffered(n) || inverse)
+        return;
+    std::vector<Point> points(values, values + n);
+    fft(reinterpret_cast<double *>(points.data()), n, 0);
+    const auto half = static_cast<size_t>(n) / 2;
+    std::copy_n(reinterpret_cast<const double *>(points.data()), n, values);
+    values[1] = points[half].real();
+}
 
 const int *fftPermutation(int pairs) {
     static const auto natural = [] {

@@ -1,0 +1,191 @@
+#include "editor/windows/editor_window.h"
+
+#include "chain/window_messages.h"
+#include "editor/rebuild_schedule.h"
+#include "editor/resources/resource.h"
+#include "text/window_text.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+using namespace tonvale;
+using namespace tonvale::test;
+
+namespace {
+
+/// An audio thread, for as long as it lives.
+class RunningAudio {
+  public:
+    explicit RunningAudio(EffectDriver &driver)
+        : thread([this, &driver] {
+            const Channels block{noise(256, 1), noise(256, 2)};
+            while (!stop)
+                driver.process(block, 256);
+        }) {}
+    ~RunningAudio() {
+        stop = true;
+        thread.join();
+    }
+
+  private:
+    std::atomic<bool> stop{false};
+    std::thread thread;
+};
+
+int childrenOf(HWND window) {
+    int count = 0;
+    for (HWND child = GetWindow(window, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT))
+        ++count;
+    return count;
+}
+
+HWND peakEdit(const EditorWindow &editor) {
+    return GetDlgItem(editor.stage(), NORMALIZE_PEAK_EDIT);
+}
+
+} // namespace
+
+TEST(Editor, IsTheOnlyChildOfItsWindowAndGoneWhenClosed) {
+    EditorWindow editor;
+    EXPECT_EQ(childrenOf(editor.host()), 1);
+    const HWND dialog = editor.dialog();
+    EXPECT_EQ(GetParent(dialog), editor.host());
+    EXPECT_TRUE(IsWindowVisible(dialog));
+    RECT size{0, 0, 384, 279}, place;
+    MapDialogRect(dialog, &size);
+    GetClientRect(dialog, &place);
+    EXPECT_TRUE(EqualRect(&size, &place));
+
+    editor.open();
+    EXPECT_FALSE(IsWindow(dialog)) << "opened again, it takes the place of the first";
+    EXPECT_EQ(childrenOf(editor.host()), 1);
+    PostMessageW(editor.dialog(), commitMessage, 0, 0);
+    editor.close();
+    EXPECT_EQ(childrenOf(editor.host()), 0);
+    EXPECT_EQ(editor.dialog(), nullptr);
+    serve();
+    EXPECT_EQ(editor.driver.dispatch(effEditOpen), 0) << "there is no window to open in";
+}
+
+TEST(Editor, ShowsTheLastStageWhenItOpens) {
+    EditorWindow editor(0, false);
+    editor.driver.setChain({"REVERSE", "NORM 0.5"});
+    editor.open();
+    EXPECT_EQ(editor.plugin.editor.currentStage, editor.plugin.chain.get(1));
+    EXPECT_EQ(windowText(peakEdit(editor)), "-6.0");
+}
+
+TEST(Editor, LeavesTheMessageQueueEmptyWhileNothingHappens) {
+    EditorWindow editor;
+    editor.driver.setChain({"ECHOGEN", "NORM 0.5"});
+    serve(500);
+    const DWORD start = GetTickCount();
+    while (GetTickCount() - start < 700) {
+        MSG message;
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_ALLINPUT);
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            EXPECT_TRUE(message.message == WM_TIMER && message.hwnd == editor.dialog())
+                << std::hex << message.message;
+            DispatchMessageW(&message);
+        }
+    }
+}
+
+TEST(StageEdit, IsHeardAfterAPauseAndToldToTheHostAfterAnother) {
+    EditorWindow editor(0, false);
+    editor.driver.setChain({"ECHOGEN", "NORM 0.5"});
+    editor.open();
+    serve(300);
+    editor.takeNotes();
+    editor.plugin.editor.displayDirty = 0;
+    typeInto(peakEdit(editor), "-12");
+    EXPECT_FALSE(editor.plugin.editor.displayDirty);
+    const auto isRebuilt = [&] {
+        double peak = 0;
+        CriticalScope scope(editor.plugin.rebuildLock);
+        for (int32_t i = 0; i < editor.plugin.impulse.getLength(); ++i)
+            peak = std::max(peak, std::abs(editor.plugin.impulse.getChannel(0)[i]));
+        return std::abs(peak - 0.251189) < 1e-5;
+    };
+    EXPECT_FALSE(isRebuilt());
+    EXPECT_TRUE(serveUntil(isRebuilt));
+    EXPECT_TRUE(editor.takeNotes().empty());
+    // Not while the mouse holds a control.
+    SetCapture(editor.control(MAIN_WET_FADER));
+    serve(800);
+    EXPECT_TRUE(editor.takeNotes().empty());
+    ReleaseCapture();
+    serve(600);
+    EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
+
+    // What is still due when the editor closes is done then, however it was asked for.
+    for (const bool immediately : {false, true}) {
+        editor.plugin.editor.displayDirty = 0;
+        scheduleRebuild(editor.stage(), immediately);
+        editor.close();
+        EXPECT_EQ(editor.plugin.editor.displayDirty, 1);
+        EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
+        editor.open();
+    }
+}
+
+TEST(Editor, ClosedInTheMiddleOfADragLetsGoOfAll) {
+    EditorWindow editor;
+    editor.driver.setChain({"NORM 0.1", "NORM 0.2", "NORM 0.3"});
+    serve();
+    const POINT first = editor.nameOf(0);
+    moveMouse(first);
+    pressMouse();
+    for (LONG y = first.y; y < editor.nameOf(1).y; y += 2)
+        moveMouse({first.x, y});
+    ASSERT_EQ(GetCapture(), editor.dialog());
+    const auto chain = editor.chain();
+    editor.close();
+    EXPECT_EQ(GetCapture(), nullptr);
+    editor.open();
+    moveMouse(editor.nameOf(2));
+    EXPECT_EQ(editor.chain(), chain);
+    releaseMouse();
+}
+
+TEST(Editor, ClosedWhileItsMenuIsOpenAddsNothing) {
+    EditorWindow editor;
+    for (const bool closesInstance : {false, true}) {
+        auto *second = closesInstance ? new EditorWindow(1) : nullptr;
+        EditorWindow &used = second ? *second : editor;
+        const HWND add = used.control(MAIN_ADD);
+        later(200, [&used, second] {
+            if (second)
+                delete second;
+            else
+                used.close();
+            pressKey(VK_DOWN);
+            pressKey(VK_RETURN);
+        });
+        click(add);
+        serve(300);
+    }
+    EXPECT_EQ(editor.dialog(), nullptr);
+    EXPECT_TRUE(editor.chain().empty());
+}
+
+TEST(Editors, OfTwoInstancesStandSideBySideWhileAudioRuns) {
+    EditorWindow one(0), two(1);
+    RunningAudio oneAudio(one.driver), twoAudio(two.driver);
+    one.driver.setChain({"VERBGEN", "NORM 0.5"});
+    two.driver.setChain({"ECHOGEN", "NORM 0.5"});
+    serve();
+    click(one.nameOf(1));
+    click(two.nameOf(1));
+    typeInto(peakEdit(one), "-20");
+    click(two.iconOf(0));
+    typeInto(two.control(MAIN_PREVERB_EDIT), "30");
+    serve(500);
+    EXPECT_EQ(one.chain().back(), "NORM 0.100000");
+    EXPECT_EQ(two.chain().back(), "NORM 0.500000");
+    EXPECT_EQ(two.chain()[0][0], '!');
+    EXPECT_EQ(one.plugin.params[paramPreverb], 0.0);
+    EXPECT_EQ(two.text(MAIN_PREVERB_EDIT), "30");
+}

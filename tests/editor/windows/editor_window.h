@@ -1,0 +1,91 @@
+#pragma once
+
+#include "core/reverb_plugin.h"
+#include "test_host/effect_driver.h"
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tonvale::test {
+
+/// One thing that the host was told of a parameter or, with index -1, of the state.
+struct HostNote {
+    int32_t opcode;
+    int32_t index;
+    double value;
+    bool operator==(const HostNote &) const = default;
+};
+
+HostNote began(int32_t index);
+HostNote changed(int32_t index, double value);
+HostNote ended(int32_t index);
+constexpr HostNote stateChanged{audioMasterAutomate, -1, 0.0};
+void PrintTo(const HostNote &note, std::ostream *out);
+
+/// An instance with its editor in a window of a host, and a user at mouse and keyboard. Windows
+/// stand side by side by their number.
+class EditorWindow {
+  public:
+    explicit EditorWindow(int number = 0, bool openNow = true);
+    ~EditorWindow();
+    EditorWindow(const EditorWindow &) = delete;
+    EditorWindow &operator=(const EditorWindow &) = delete;
+
+    bool open();
+    void close() { driver.dispatch(effEditClose); }
+
+    EffectDriver driver;
+    ReverbPlugin &plugin;
+
+    HWND host() const { return window; }
+    HWND dialog() const { return plugin.editor.editorWindow.get(); }
+    HWND stage() const { return plugin.editor.stageDialog.get(); }
+    HWND control(int id) const { return GetDlgItem(dialog(), id); }
+    std::string text(int id) const;
+
+    /// The chain as the texts of its stages, "!" in front of a bypassed one.
+    std::vector<std::string> chain();
+    std::vector<std::string> listRows() const;
+    std::vector<int> selectedRows() const;
+
+    /// What the host heard of this instance since the last call.
+    std::vector<HostNote> takeNotes();
+
+    /// The middle of a row's state icon or of its name, on the screen.
+    POINT iconOf(int row) const;
+    POINT nameOf(int row) const;
+
+    void drop(const std::vector<std::string> &paths);
+
+  private:
+    HWND window;
+};
+
+/// Serves messages as a host does, for so many milliseconds; keys go through IsDialogMessage.
+void serve(int milliseconds = 50);
+/// Serves messages until it holds. False after five seconds.
+bool serveUntil(const std::function<bool()> &holds);
+/// Done from a timer after so many milliseconds, inside the loop of a menu or a chooser, which then
+/// serves what it leads to.
+void later(int milliseconds, std::function<void()> action);
+
+// The user. Each serves the messages that it leads to.
+POINT middleOf(HWND window);
+void moveMouse(POINT place);
+void pressMouse();
+void releaseMouse();
+void click(POINT place);
+void click(HWND control);
+void turnWheel(POINT place, int delta);
+/// With a key held down, such as VK_CONTROL.
+void holdKey(WORD key);
+void letGoKey(WORD key);
+void pressKey(WORD key);
+void typeText(const std::string &text);
+/// Gives the edit box the focus, and types over what it says.
+void typeInto(HWND edit, const std::string &text);
+
+} // namespace tonvale::test

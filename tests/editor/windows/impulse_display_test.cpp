@@ -1,0 +1,157 @@
+#include "core/reverb_plugin.h"
+#include "editor/picture_model.h"
+#include "host/host_functions.h"
+#include "host/host_object_ptr.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+namespace tonvale::test {
+
+namespace {
+
+/// A display in a window of its own, over an instance whose response a test writes.
+class ImpulseDisplay : public testing::Test {
+  protected:
+    ImpulseDisplay()
+        : plugin(*static_cast<ReverbPlugin *>(driver.effect->user)) {
+        parent = CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, 1600, 500, nullptr,
+                                 nullptr, nullptr, nullptr);
+        SetWindowLongPtrW(parent, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&plugin));
+        display = CreateWindowExW(0, L"ImpDisp", L"", WS_CHILD | WS_VISIBLE, 0, 0, 10, 10, parent,
+                                  nullptr, nullptr, nullptr);
+    }
+    ~ImpulseDisplay() override { DestroyWindow(parent); }
+
+    void take(const Channels &channels, double rate) {
+        CriticalScope rebuildScope(plugin.rebuildLock);
+        fillResponse(plugin.impulse, channels);
+        plugin.impulse.sampleRate = rate;
+    }
+
+    void paintNow() const {
+        InvalidateRect(display, nullptr, FALSE);
+        UpdateWindow(display);
+    }
+
+    /// 0xRRGGBB, row by row.
+    static std::vector<uint32_t> pixelsOf(HDC context, int width, int height) {
+        HostObjectPtr<HostBitmap> copy(hostFunctions.GLYX_CreateBitmap(1, width, height));
+        BitBlt(static_cast<HDC>(copy->deviceContext()), 0, 0, width, height, context, 0, 0,
+               SRCCOPY);
+        std::vector<uint32_t> out;
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                out.push_back(copy->pixels()[y * copy->rowSpan() + x] & 0xFFFFFF);
+        return out;
+    }
+
+    std::vector<uint32_t> shown(int width, int height) const {
+        const HDC context = GetDC(display);
+        auto out = pixelsOf(context, width, height);
+        ReleaseDC(display, context);
+        return out;
+    }
+
+    EffectDriver driver;
+    ReverbPlugin &plugin;
+    HWND parent;
+    HWND display;
+};
+
+/// The text as a shadow and, a pixel above and before it, in grey.
+void drawModelText(HDC context, const char *text, int width, int height) {
+    const HFONT font = CreateFontA(14, 0, 0, 0, 400, 0, 0, 0, 0, 0, 0, 0, 0, "Arial");
+    const HGDIOBJ before = SelectObject(context, font);
+    SetBkMode(context, TRANSPARENT);
+    RECT shadow{0, 5, width - 1, height}, grey{0, 4, width - 2, height};
+    SetTextColor(context, 0x000000);
+    DrawTextA(context, text, -1, &shadow, DT_RIGHT | DT_SINGLELINE);
+    SetTextColor(context, 0xC0C0C0);
+    DrawTextA(context, text, -1, &grey, DT_RIGHT | DT_SINGLELINE);
+    DeleteObject(SelectObject(context, before));
+}
+
+} // namespace
+
+TEST_F(ImpulseDisplay, ShowsTheModelsPictureWithTextAndDelay) {
+    struct Case {
+        size_t length;
+        int channels, width, height;
+        double rate;
+        const char *text;
+    };
+    constexpr Case cases[] = {
+        {4410, 2, 301, 150, 44100.0, "0.10s 44kHz 2ch max: -6.0dB"},
+        {100, 1, 220, 90, 88200.0, "0.00s 88kHz 1ch max: -6.0dB"},
+        {96000, 3, 260, 121, 48000.0, "2.00s 48kHz 3ch max: -6.0dB"},
+    };
+    for (const Case &shape : cases) {
+        Channels channels;
+        for (int c = 0; c < shape.channels; ++c)
+            channels.push_back(roomNoise(shape.length, static_cast<uint32_t>(31 + c)));
+        for (auto &channel : channels)
+            for (double &sample : channel)
+                sample = std::clamp(sample, -0.5, 0.5);
+        channels.back()[shape.length / 3] = -0.5;
+        take(channels, shape.rate);
+        const int delay = static_cast<int>(shape.length / 2);
+        plugin.preverbSamples = delay;
+        MoveWindow(display, 0, 0, shape.width, shape.height, TRUE);
+        UpdateWindow(display);
+
+        HostObjectPtr<HostBitmap> model(
+            hostFunctions.GLYX_CreateBitmap(1, shape.width, shape.height));
+        Canvas canvas = modelPicture(channels, shape.width, shape.height);
+        const auto copy = [&] {
+            for (int y = 0; y < shape.height; ++y)
+                for (int x = 0; x < shape.width; ++x) {
+                    const uint32_t pixel = canvas.at(x, y);
+                    model->pixels()[y * model->rowSpan() + x] = pixel == untouched ? 0 : pixel;
+                }
+        };
+        copy();
+        const auto context = static_cast<HDC>(model->deviceContext());
+        drawModelText(context, shape.text, shape.width, shape.height);
+        auto expected = pixelsOf(context, shape.width, shape.height);
+        for (int y = 0; y < shape.height; ++y)
+            expected[static_cast<size_t>(
+                y * shape.width + shape.width * delay / static_cast<int>(shape.length))] = 0xFFFF00;
+        EXPECT_EQ(shown(shape.width, shape.height), expected) << shape.text;
+    }
+}
+
+TEST_F(ImpulseDisplay, PaintsTwentySecondsInStereoInUnderFiftyMilliseconds) {
+    constexpr size_t length = 20 * 96000;
+    take({roomNoise(length, 1), roomNoise(length, 2)}, 96000.0);
+    MoveWindow(display, 0, 0, 1500, 400, FALSE);
+    double best = 1e9;
+    for (int i = 0; i < 7; ++i) {
+        const auto start = std::chrono::steady_clock::now();
+        paintNow();
+        const std::chrono::duration<double, std::milli> spent =
+            std::chrono::steady_clock::now() - start;
+        best = std::min(best, spent.count());
+    }
+    std::printf("20 s in stereo at 96 kHz on 1500 by 400 pixels: %.1f ms a paint\n", best);
+    EXPECT_LT(best, 50.0);
+}
+
+TEST_F(ImpulseDisplay, ShowsAnEmptyResponseAndNothingWithoutAnInstance) {
+    MoveWindow(display, 0, 0, 240, 60, TRUE);
+    UpdateWindow(display);
+    auto pixels = shown(240, 60);
+    EXPECT_EQ(pixels[59 * 240 + 239], 0u);
+    EXPECT_NE(std::count(pixels.begin(), pixels.end(), 0xC0C0C0u), 0) << "no text";
+    SetWindowLongPtrW(parent, GWLP_USERDATA, 0);
+    take({noise(500, 1)}, 44100.0);
+    paintNow();
+    EXPECT_EQ(shown(240, 60), pixels);
+}
+
+} // namespace tonvale::test

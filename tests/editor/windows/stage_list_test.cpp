@@ -1,0 +1,195 @@
+#include "editor/windows/editor_window.h"
+
+#include "editor/resources/resource.h"
+#include "text/window_text.h"
+
+#include <gtest/gtest.h>
+
+#include <commctrl.h>
+
+using namespace tonvale;
+using namespace tonvale::test;
+
+using Lines = std::vector<std::string>;
+
+namespace {
+
+const Lines fourStages{"NORM 0.100000", "NORM 0.200000", "NORM 0.300000", "NORM 0.400000"};
+
+/// Whether the stage on show is the one at this place in the chain, and its dialog alone is seen.
+testing::AssertionResult showsStage(EditorWindow &editor, int32_t index) {
+    if (editor.plugin.editor.currentStage != editor.plugin.chain.get(index))
+        return testing::AssertionFailure() << "another stage is on show";
+    int dialogs = 0;
+    for (HWND child = GetWindow(editor.dialog(), GW_CHILD); child;
+         child = GetWindow(child, GW_HWNDNEXT)) {
+        wchar_t name[16];
+        GetClassNameW(child, name, 16);
+        dialogs += std::wstring(name) == L"#32770" && IsWindowVisible(child);
+    }
+    RECT frame, dialog;
+    GetWindowRect(editor.control(MAIN_STAGE_FRAME), &frame);
+    GetWindowRect(editor.stage(), &dialog);
+    if (dialogs != 1 || !EqualRect(&frame, &dialog))
+        return testing::AssertionFailure() << dialogs << " dialogs";
+    return testing::AssertionSuccess();
+}
+
+/// A user who picks the n-th item of the menu, counted from 0.
+void addFromMenu(EditorWindow &editor, int item) {
+    later(200, [item] {
+        for (int i = 0; i <= item; ++i)
+            pressKey(VK_DOWN);
+        pressKey(VK_RETURN);
+    });
+    click(editor.control(MAIN_ADD));
+}
+
+} // namespace
+
+TEST(Add, PutsThePickedStageLastAndOnShow) {
+    EditorWindow editor;
+    editor.driver.setChain({"NORM 0.5"});
+    serve();
+    editor.takeNotes();
+    addFromMenu(editor, 1);
+    ASSERT_EQ(editor.chain().size(), 2u);
+    EXPECT_EQ(editor.chain()[1].substr(0, 7), "ECHOGEN");
+    EXPECT_EQ(editor.listRows(), (Lines{"Normalize", "Echo Generator"}));
+    EXPECT_EQ(editor.selectedRows(), std::vector{1});
+    EXPECT_TRUE(showsStage(editor, 1));
+    EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
+    EXPECT_GT(editor.plugin.impulseLength, 0);
+
+    later(200, [] { pressKey(VK_ESCAPE); });
+    click(editor.control(MAIN_ADD));
+    EXPECT_EQ(editor.chain().size(), 2u);
+    EXPECT_TRUE(editor.takeNotes().empty());
+}
+
+TEST(Remove, TakesAllSelectedStagesAndSelectsNoOther) {
+    EditorWindow editor;
+    editor.driver.setChain(fourStages);
+    serve();
+    click(editor.nameOf(3));
+    EXPECT_TRUE(showsStage(editor, 3));
+    click(editor.nameOf(0));
+    holdKey(VK_CONTROL);
+    click(editor.nameOf(2));
+    letGoKey(VK_CONTROL);
+    EXPECT_EQ(editor.selectedRows(), (std::vector{0, 2}));
+    EXPECT_TRUE(showsStage(editor, 2));
+    editor.takeNotes();
+    click(editor.control(MAIN_REMOVE));
+    EXPECT_EQ(editor.chain(), (Lines{fourStages[1], fourStages[3]}));
+    EXPECT_EQ(editor.listRows(), (Lines{"Normalize", "Normalize"}));
+    EXPECT_TRUE(editor.selectedRows().empty());
+    EXPECT_EQ(editor.stage(), nullptr);
+    EXPECT_EQ(editor.plugin.editor.currentStage, nullptr);
+    EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
+    click(editor.control(MAIN_REMOVE));
+    EXPECT_TRUE(editor.takeNotes().empty());
+}
+
+TEST(Drag, MovesAStageStepByStepAndPastTheEndToTheLastPlace) {
+    EditorWindow editor;
+    editor.driver.setChain({"NORM 0.1", "!NORM 0.2", "NORM 0.3", "NORM 0.4"});
+    serve();
+    editor.takeNotes();
+    const POINT second = editor.nameOf(1), last = editor.nameOf(3);
+    moveMouse(second);
+    pressMouse();
+    moveMouse({second.x + 3, second.y + 8});
+    for (LONG y = second.y + 10; y <= last.y + 200; y += 5)
+        moveMouse({second.x + 3, y});
+    EXPECT_EQ(editor.chain(),
+              (Lines{fourStages[0], fourStages[2], fourStages[3], "!" + fourStages[1]}));
+    EXPECT_EQ(editor.takeNotes(), (std::vector{stateChanged, stateChanged}));
+    moveMouse({second.x + 3, editor.nameOf(0).y - 100});
+    EXPECT_EQ(editor.chain()[0], "!" + fourStages[1]);
+    moveMouse(editor.nameOf(1));
+    releaseMouse();
+    EXPECT_EQ(GetCapture(), nullptr);
+    moveMouse(last);
+    EXPECT_EQ(editor.chain(),
+              (Lines{fourStages[0], "!" + fourStages[1], fourStages[2], fourStages[3]}));
+    const HWND list = editor.control(MAIN_STAGE_LIST);
+    EXPECT_EQ(editor.selectedRows(), std::vector{1});
+    EXPECT_EQ(ListView_GetItemState(list, 1, LVIS_STATEIMAGEMASK), INDEXTOSTATEIMAGEMASK(2u));
+    EXPECT_EQ(ListView_GetItemState(list, 2, LVIS_STATEIMAGEMASK), INDEXTOSTATEIMAGEMASK(1u));
+    EXPECT_TRUE(showsStage(editor, 1));
+}
+
+TEST(Bypass, FlipsByAClickOnTheIconAndTwiceByADoubleClick) {
+    EditorWindow editor;
+    editor.driver.setChain({"ECHOGEN", "NORM 0.5"});
+    serve();
+    const int32_t length = editor.plugin.impulseLength;
+    ASSERT_GT(length, 0);
+    editor.takeNotes();
+    click(editor.iconOf(0));
+    EXPECT_EQ(editor.chain()[0][0], '!');
+    EXPECT_EQ(editor.plugin.impulseLength, 0);
+    EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
+    EXPECT_TRUE(showsStage(editor, 0));
+    serve(static_cast<int>(GetDoubleClickTime()) + 100);
+    click(editor.iconOf(0));
+    click(editor.iconOf(0));
+    EXPECT_EQ(editor.takeNotes(), (std::vector{stateChanged, stateChanged}));
+    EXPECT_EQ(editor.chain()[0][0], '!');
+    serve(static_cast<int>(GetDoubleClickTime()) + 100);
+    click(editor.nameOf(0));
+    EXPECT_TRUE(editor.takeNotes().empty()) << "a name is no icon";
+}
+
+TEST(Drop, AddsOrReusesAFileStageAndTakesMediaAlone) {
+    const std::string greek = "memory:Χώρος 1.wav", japanese = "memory:部屋の響き.wav";
+    for (const std::string &path : {greek, japanese})
+        putMedia(path.substr(7), 48000, {roomNoise(2000, 1)});
+    const auto lineOf = [](const std::string &path) { return "FILELDR \"" + path + "\" 60"; };
+
+    EditorWindow editor;
+    editor.takeNotes();
+    editor.drop({"C:\\notes.txt", "C:\\folder.wav\\plain", greek});
+    EXPECT_EQ(editor.chain(), Lines{lineOf(greek)});
+    EXPECT_TRUE(showsStage(editor, 0));
+    EXPECT_GT(editor.plugin.impulseLength, 1000);
+
+    editor.drop({japanese});
+    EXPECT_EQ(editor.chain(), Lines{lineOf(japanese)}) << "a single file goes where one is";
+    holdKey(VK_CONTROL);
+    editor.drop({greek});
+    letGoKey(VK_CONTROL);
+    EXPECT_EQ(editor.chain(), (Lines{lineOf(japanese), lineOf(greek)}));
+    editor.drop({greek, japanese});
+    EXPECT_EQ(editor.chain(),
+              (Lines{lineOf(japanese), lineOf(greek), lineOf(greek), lineOf(japanese)}));
+    EXPECT_EQ(editor.selectedRows(), std::vector{3});
+
+    click(editor.nameOf(0));
+    editor.drop({greek});
+    EXPECT_EQ(editor.chain()[0], lineOf(greek));
+    EXPECT_EQ(editor.selectedRows(), std::vector{3});
+    EXPECT_TRUE(showsStage(editor, 3));
+    EXPECT_TRUE(editor.takeNotes().empty()) << "a drop tells the host nothing";
+}
+
+TEST(Chain, ChangedByTheHostShowsWhileAStageIsBeingEdited) {
+    EditorWindow editor;
+    editor.driver.setChain(fourStages);
+    serve();
+    click(editor.nameOf(1));
+    SetFocus(GetDlgItem(editor.stage(), NORMALIZE_PEAK_EDIT));
+    const HWND before = editor.stage();
+    // The stage goes at once, its dialog with it, and what is under way to it does no harm.
+    PostMessageW(before, WM_COMMAND, MAKEWPARAM(NORMALIZE_PEAK_EDIT, EN_CHANGE), 0);
+    editor.driver.setChain({"REVERSE", "NORM 0.7"});
+    EXPECT_FALSE(IsWindow(before));
+    EXPECT_EQ(GetFocus(), editor.control(MAIN_STAGE_LIST));
+    serve();
+    EXPECT_EQ(editor.listRows(), (Lines{"Reverse", "Normalize"}));
+    EXPECT_EQ(editor.stage(), nullptr);
+    SetFocus(editor.control(MAIN_STAGE_LIST));
+    pressKey(VK_DOWN);
+    EXPECT_NE(editor.stage(), nullptr);
+}
