@@ -41,9 +41,14 @@ class ChainEditor : public EditorWindow {
             most = std::max(most, std::abs(plugin.impulse.getChannel(0)[i]));
         return most;
     }
+    /// Whether the host was told of a new state since this or takeNotes() was last asked.
     bool hostHeard() {
         const std::vector<HostNote> notes = takeNotes();
         return std::find(notes.begin(), notes.end(), stateChanged) != notes.end();
+    }
+    bool waitForHost() {
+        bool heard = false;
+        return serveUntil([&] { return heard |= hostHeard(); });
     }
 };
 
@@ -97,7 +102,7 @@ TEST_P(RowDialogs, TakeWhatIsTypedDraggedAndTurned) {
         const int typed = std::clamp(law.positionOf(r, stage.setting(r)), 0, 1000);
         EXPECT_EQ(faderPosition(fader), typed);
 
-        EXPECT_TRUE(serveUntil([&] { return editor.hostHeard(); })) << "of what was typed";
+        EXPECT_TRUE(editor.waitForHost()) << "of what was typed";
         moveMouse(pointAlong(fader, 0.25));
         pressMouse();
         moveMouse(pointAlong(fader, 0.5));
@@ -113,6 +118,7 @@ TEST_P(RowDialogs, TakeWhatIsTypedDraggedAndTurned) {
         EXPECT_DOUBLE_EQ(stage.setting(r), law.valueOf(r, before + 3));
         EXPECT_TRUE(shows(r));
     }
+    EXPECT_TRUE(editor.waitForHost()) << "once the wheel rests";
     EXPECT_EQ(editor.stageText(STAGE_INPUT_STATUS), stage.inputStatus);
     EXPECT_EQ(editor.stageText(STAGE_OUTPUT_STATUS), stage.outputStatus);
 }
@@ -165,7 +171,7 @@ TEST(StageDialogs, TakeMinusInfinityForSilenceAndNonsenseForZero) {
 TEST(FilterDialog, FollowsTheRateButNotTheHandsOfTheUser) {
     ChainEditor editor({"FILT"});
     typeInto(editor.inStage(FILTER_LOWPASS_EDIT), "6000.3");
-    EXPECT_TRUE(serveUntil([&] { return editor.hostHeard(); }));
+    EXPECT_TRUE(editor.waitForHost());
     EXPECT_EQ(editor.stageText(FILTER_LOWPASS_EDIT), "6000.3");
     const std::string stored = editor.chain()[0];
     editor.driver.dispatch(effSetSampleRate, 0, 0, nullptr, 48000.0f);

@@ -176,6 +176,7 @@ class Fader {
             return;
         isMoving = false;
         exact = shownPosition();
+        // Some parents know the end by the whole of wParam.
         tellParent(SB_ENDSCROLL);
     }
     void step(int steps) { move(position() + steps); }
@@ -187,7 +188,7 @@ class Fader {
             return;
         show();
         isMoving = true;
-        tellParent(SB_THUMBTRACK);
+        tellParent(MAKEWPARAM(SB_THUMBTRACK, position()));
     }
     void show() {
         speakPosition();
@@ -198,9 +199,9 @@ class Fader {
     void speakPosition() {
         spokenText.value = std::to_wstring(position() * 100 / faderEnd) + L" %";
     }
-    void tellParent(WORD code) const {
-        SendMessageW(GetParent(window), isVertical ? WM_VSCROLL : WM_HSCROLL,
-                     MAKEWPARAM(code, position()), reinterpret_cast<LPARAM>(window));
+    void tellParent(WPARAM what) const {
+        SendMessageW(GetParent(window), isVertical ? WM_VSCROLL : WM_HSCROLL, what,
+                     reinterpret_cast<LPARAM>(window));
     }
 
     HWND window;

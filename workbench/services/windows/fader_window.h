@@ -9,8 +9,8 @@ namespace tonvale::workbench {
 // a tenth of it. A double click leads to the default.
 //
 // Its parent hears of each move by WM_HSCROLL or WM_VSCROLL with SB_THUMBTRACK and the position in
-// wParam and the fader in lParam, and once with SB_ENDSCROLL when it is let go: the button or key
-// comes up, the focus goes, or the wheel rests.
+// wParam and the fader in lParam, and once with SB_ENDSCROLL alone when it is let go: the button or
+// key comes up, the focus goes, or the wheel rests.
 //
 // Window long 0 is 1 for a fader whose default the parent tells. Screen readers see a slider.
 
