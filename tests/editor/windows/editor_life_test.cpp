@@ -3,6 +3,7 @@
 #include "chain/window_messages.h"
 #include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
+#include "test_host/heap_in_use.h"
 #include "text/window_text.h"
 
 #include <gtest/gtest.h>
@@ -39,6 +40,17 @@ int childrenOf(HWND window) {
     for (HWND child = GetWindow(window, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT))
         ++count;
     return count;
+}
+
+/// The numbers of the next window and of the next drawing object: freed ones are given again first.
+std::pair<WORD, WORD> nextHandles() {
+    const HWND window = CreateWindowExW(0, L"Static", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr,
+                                        nullptr, nullptr);
+    const HBRUSH brush = CreateSolidBrush(RGB(1, 2, 3));
+    const std::pair numbers(LOWORD(window), LOWORD(brush));
+    DestroyWindow(window);
+    DeleteObject(brush);
+    return numbers;
 }
 
 HWND peakEdit(const EditorWindow &editor) {
@@ -169,6 +181,31 @@ TEST(Editor, ClosedWhileItsMenuIsOpenAddsNothing) {
     }
     EXPECT_EQ(editor.dialog(), nullptr);
     EXPECT_TRUE(editor.chain().empty());
+}
+
+TEST(Editor, OpenedAThousandTimesLeavesNothingBehind) {
+    EditorWindow editor(0, false);
+    editor.driver.setChain({"NORM 0.5"});
+    const auto openEditAndClose = [&] {
+        ASSERT_EQ(editor.driver.dispatch(effEditOpen, 0, 0, editor.host()), 1);
+        setWindowText(peakEdit(editor), "-3");
+        setWindowText(editor.control(MAIN_WET_EDIT), "-3");
+        RedrawWindow(editor.dialog(), nullptr, nullptr,
+                     RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
+        editor.close();
+        serve(0);
+    };
+    for (int i = 0; i < 20; ++i)
+        openEditAndClose();
+    editor.takeNotes();
+    const size_t memory = heapInUse();
+    const auto handles = nextHandles();
+    for (int i = 0; i < 1000; ++i) {
+        openEditAndClose();
+        editor.takeNotes();
+    }
+    EXPECT_LT(heapInUse(), memory + 100000);
+    EXPECT_EQ(nextHandles(), handles);
 }
 
 TEST(Editors, OfTwoInstancesStandSideBySideWhileAudioRuns) {
