@@ -114,16 +114,6 @@ TEST(Fader, DraggedChangesItsValueAndTextAndEndsWithTheButton) {
     EXPECT_EQ(notes[notes.size() - 2], changed(paramPan, pan));
 }
 
-TEST(Fader, OfDecibelsGoesByTheLawOfTheHostInSinglePrecision) {
-    EditorWindow editor;
-    const HWND fader = editor.control(MAIN_WET_FADER);
-    POINT place = middleOf(fader);
-    place.y += 30;
-    click(place);
-    const double gain = decibelsToFactor(hostFunctions.SLIDER2DB(faderPosition(fader)));
-    EXPECT_EQ(editor.plugin.params[paramWet], static_cast<double>(static_cast<float>(gain)));
-}
-
 TEST(Wheel, OverAnEditBoxMovesItsFaderInSmallSteps) {
     EditorWindow editor;
     const HWND fader = editor.control(MAIN_WIDTH_FADER);
