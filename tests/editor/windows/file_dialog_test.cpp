@@ -44,7 +44,7 @@ HWND findBox(const std::string &title) {
     return IsChild(wanted.second, GetFocus()) ? wanted.second : nullptr;
 }
 
-/// Does it to the dialog of the system that is to come.
+/// Does it to the dialog of the system that is to come. Its own loop serves mouse and keys.
 void whenBoxOpens(const std::string &title, std::function<void(HWND)> action) {
     later(50, [=] {
         if (const HWND box = findBox(title))
@@ -60,14 +60,37 @@ void typeName(const std::string &path) {
     typeText(path);
 }
 
+/// Types over what a box in a chooser says.
+void typeSetting(HWND edit, const std::string &text) {
+    click(edit);
+    pressKey(VK_END);
+    for (int i = GetWindowTextLengthW(edit); i > 0; --i)
+        pressKey(VK_BACK);
+    typeText(text);
+}
+
 void leave(HWND box, int button) {
     click(GetDlgItem(box, button));
 }
 
-void answerChooser(const std::string &title, const std::string &path) {
-    whenBoxOpens(title, [=](HWND box) {
-        typeName(path);
+using Answer = std::function<void(HWND box)>;
+using Answers = std::vector<std::pair<std::string, Answer>>;
+
+/// Types a path, or takes the one on offer.
+Answer choose(const std::string &path = "") {
+    return [=](HWND box) {
+        if (!path.empty())
+            typeName(path);
         leave(box, IDOK);
+    };
+}
+
+/// What the user does to the boxes that are to come, one after the other.
+void answerBoxes(const Answers &answers) {
+    whenBoxOpens(answers[0].first, [=](HWND box) {
+        if (answers.size() > 1)
+            answerBoxes({answers.begin() + 1, answers.end()});
+        answers[0].second(box);
     });
 }
 
@@ -88,9 +111,12 @@ class FileDialog : public testing::Test {
         hostFunctions.get_ini_file = [] { return settings.c_str(); };
         settings = folder.file("ρυθμίσεις.ini");
         measureState = {};
-        for (const Names::value_type &name : {greek, japanese, std::string("Alpha.WAV")})
+        setCurrentDirectory(pathText(folder.path)); // where the tools' choosers start
+        for (const std::string &name : Names{greek, japanese, "Alpha.WAV"})
             writeWave(folder.file(name), {0.5, 0.25, 0.125});
     }
+
+    void TearDown() override { setCurrentDirectory(before); }
 
     static void writeWave(const std::string &path, std::vector<double> samples, int rate = 44100) {
         WaveFormatBlock format;
@@ -118,9 +144,13 @@ class FileDialog : public testing::Test {
             all.push_back(comboItemText(inStage(id), i));
         return all;
     }
+    static void chooseMedia(const std::string &path) {
+        answerBoxes({{"Open media file:", choose(path)}});
+    }
     int32_t responseLength() { return editor.plugin.impulse.getLength(); }
 
     static inline std::string settings;
+    const std::string before = currentDirectory();
     workbench::TestFolder folder;
     EditorWindow editor{0, false};
 };
@@ -187,13 +217,13 @@ TEST_F(FileDialog, BrowsesFromTheLastFolderOnAndKeepsAllWhereThatIsCancelled) {
     std::filesystem::create_directory(folder.path / filePath("ηχώ"));
     const std::string deeper = folder.file("ηχώ\\" + japanese);
     writeWave(deeper, {1.0, 1.0});
-    answerChooser("Open media file:", greek);
+    chooseMedia(greek);
     click(inStage(FILE_BROWSE));
     serve();
     EXPECT_EQ(chain(), line(folder.file(greek)));
     EXPECT_EQ(stageText(FILE_LIST), greek);
     EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
-    answerChooser("Open media file:", deeper);
+    chooseMedia(deeper);
     click(inStage(FILE_BROWSE));
     serve();
     EXPECT_EQ(chain(), line(deeper));
@@ -205,12 +235,10 @@ TEST_F(FileDialog, BrowsesFromTheLastFolderOnAndKeepsAllWhereThatIsCancelled) {
 TEST_F(FileDialog, AsksForTheFileOfAStageThatTheUserAdded) {
     editor.open();
     later(300, [&] {
-        answerChooser("Open media file:", folder.file(japanese));
-        // The menu's own loop takes the keys. It is sorted: Channel Tool, Echo Generator, File.
-        for (const BYTE key : {VK_DOWN, VK_DOWN, VK_DOWN, VK_RETURN}) {
-            keybd_event(key, 0, 0, 0);
-            keybd_event(key, 0, KEYEVENTF_KEYUP, 0);
-        }
+        chooseMedia(folder.file(japanese));
+        // The menu is sorted: Channel Tool, Echo Generator, File.
+        for (const WORD key : {VK_DOWN, VK_DOWN, VK_DOWN, VK_RETURN})
+            pressKey(key);
     });
     click(editor.control(MAIN_ADD));
     serve();
@@ -234,13 +262,13 @@ TEST_F(FileDialog, MayGoWhileItsChooserIsOpen) {
 
 TEST_F(FileDialog, WritesTheTestToneThatItsChooserDescribes) {
     open("");
-    const std::string before = currentDirectory();
     const auto tone = [&](const std::string &name, int button) {
         whenBoxOpens("Save test tone as:", [=, this](HWND box) {
-            typeName(folder.file(name));
-            typeInto(settingIn(box, TONE_LENGTH, "Length (s):"), "0.2");
-            typeInto(settingIn(box, TONE_RATE, "Length (s):"), "8000");
-            typeInto(settingIn(box, TONE_BIT_DEPTH, "Length (s):"), button == IDOK ? "24" : "20");
+            typeName(name);
+            typeSetting(settingIn(box, TONE_LENGTH, "Length (s):"), "0.2");
+            typeSetting(settingIn(box, TONE_RATE, "Length (s):"), "8000");
+            typeSetting(settingIn(box, TONE_BIT_DEPTH, "Length (s):"),
+                        button == IDOK ? "24" : "20");
             leave(box, button);
         });
         click(inStage(FILE_TONE));
@@ -249,7 +277,7 @@ TEST_F(FileDialog, WritesTheTestToneThatItsChooserDescribes) {
     EXPECT_EQ(measureState.tone.toneLengthSeconds, 0.2) << "typed before the cancel";
     EXPECT_EQ(measureState.tone.toneBitDepth, 32);
     tone("τόνος", IDOK);
-    EXPECT_EQ(currentDirectory(), before);
+    EXPECT_EQ(currentDirectory(), pathText(folder.path));
     const std::string path = folder.file("τόνος.wav");
     EXPECT_EQ(compareIgnoringCase(measureState.toneFilePath, path.c_str()), 0);
     const HostObjectPtr<MediaSource> source(hostFunctions.PCM_Source_CreateFromFile(path.c_str()));
@@ -265,19 +293,13 @@ TEST_F(FileDialog, LoadsWhatIsDeconvolved) {
     const std::string tone = folder.file("tone.wav");
     writeTestTone(tone.c_str(), {0.5, 44100.0, 64});
     const std::string response = folder.file("応答.wav");
-    whenBoxOpens("Open file to be deconvolved:", [&](HWND first) {
-        whenBoxOpens("Open test tone used:", [&](HWND second) {
-            whenBoxOpens("Save impulse response as:", [&](HWND third) {
-                typeName(response);
-                typeInto(settingIn(third, DECONVOLVE_NOISE_FLOOR, "dB"), "-60");
-                leave(third, IDOK);
-            });
-            typeName(tone);
-            leave(second, IDOK);
-        });
-        typeName(tone);
-        leave(first, IDOK);
-    });
+    answerBoxes({{"Open file to be deconvolved:", choose("tone.wav")},
+                 {"Open test tone used:", choose("tone.wav")},
+                 {"Save impulse response as:", [](HWND box) {
+                      typeName("応答.wav");
+                      typeSetting(settingIn(box, DECONVOLVE_NOISE_FLOOR, "dB"), "-60");
+                      leave(box, IDOK);
+                  }}});
     click(inStage(FILE_DECONVOLVE));
     serve();
     EXPECT_EQ(measureState.deconvolver.noiseFloorDb, -60);
@@ -289,21 +311,13 @@ TEST_F(FileDialog, LoadsWhatIsDeconvolved) {
     // The tone is offered again.
     writeWave(folder.file("slow.wav"), {1.0, 1.0}, 22050);
     std::string told;
-    whenBoxOpens("Open file to be deconvolved:", [&](HWND first) {
-        whenBoxOpens("Open test tone used:", [&](HWND second) {
-            whenBoxOpens("Save impulse response as:", [&](HWND third) {
-                whenBoxOpens("Tonvale Error", [&](HWND box) {
-                    told = controlText(box, 0xFFFF);
-                    leave(box, IDOK);
-                });
-                typeName(folder.file("other.wav"));
-                leave(third, IDOK);
-            });
-            leave(second, IDOK);
-        });
-        typeName(folder.file("slow.wav"));
-        leave(first, IDOK);
-    });
+    answerBoxes({{"Open file to be deconvolved:", choose("slow.wav")},
+                 {"Open test tone used:", choose()},
+                 {"Save impulse response as:", choose("other.wav")},
+                 {"Tonvale Error", [&](HWND box) {
+                      told = controlText(box, 0xFFFF);
+                      leave(box, IDOK);
+                  }}});
     click(inStage(FILE_DECONVOLVE));
     EXPECT_EQ(told, "Sample rate mismatch between file to be deconvolved and test tone");
     EXPECT_EQ(chain(), line(response));
