@@ -83,7 +83,8 @@ bool registerStage() {
 /// end.
 const char *nextImpulseGeneratorType(ImpulseGeneratorType *&cursor, const char **keyOut);
 
-/// A new stage for `key`, bypassed where it starts with "!"; null for an unknown key.
+/// A new stage for `key`, bypassed where it starts with "!"; null for an unknown key, and where
+/// memory is out.
 ImpulseGenerator *createImpulseGenerator(const char *key, ReverbPlugin *owner);
 
 } // namespace tonvale

@@ -1,7 +1,6 @@
 #include "core/impulse_chain.h"
 
 #include <algorithm>
-#include <exception>
 #include <new>
 
 namespace tonvale {
@@ -24,14 +23,8 @@ ImpulseChain::Stage ImpulseChain::runStages(ImpulseBuffer &impulse, double sampl
     if (impulse.getNumChannels() < 1 || !running.copyFrom(stages))
         throw std::bad_alloc();
     for (int32_t i = 0; i < running.getSize(); ++i) {
-        ImpulseGenerator &stage = *running.get(i);
-        if (stage.bypassed)
-            continue;
-        try {
-            stage.process(impulse);
-        } catch (const std::exception &) {
-            // The next stage goes on with what there is.
-        }
+        if (!running.get(i)->bypassed)
+            running.get(i)->process(impulse);
     }
     running.clear(false);
     return std::move(leaving);

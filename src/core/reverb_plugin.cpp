@@ -2,6 +2,7 @@
 
 #include "chain/stage_owner.h"
 #include "convolution/containers/bounded_integer.h"
+#include "convolution/containers/raw_memory.h"
 #include "core/dispatcher.h"
 #include "core/module_state.h"
 
@@ -142,10 +143,19 @@ bool ReverbPlugin::replaceResponse() noexcept {
         chain.run(fresh, sampleRate);
         EngineWishes wishes = engineWishes(params, fresh.getLength());
         wishes.useTail = wishes.useTail && audio.tail.start();
+        const int32_t lostBefore = lostRequests();
         EngineSet next = buildEngines(fresh, wishes);
-        if (!next.main)
+        const int32_t channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels);
+        const int32_t primed = presentPreroll();
+        AudioPath::prime(next, primed, channels);
+        if (!next.main || lostRequests() != lostBefore)
             return false;
-        putInPlace(next);
+        {
+            // The only moment that waits for audio and worker.
+            CriticalScope audioScope(audioLock);
+            audio.exchange(next, primed, channels);
+            reportLatency(std::max(audio.engineLatency() + preverbSamples, effect.initialDelay));
+        }
         impulse.swap(fresh);
         impulseLength = impulse.getLength();
         impulseChannels = impulse.getNumChannels();
@@ -155,20 +165,9 @@ bool ReverbPlugin::replaceResponse() noexcept {
     }
 }
 
-/// Under rebuildLock. What `next` holds behind it are the old engines.
-void ReverbPlugin::putInPlace(EngineSet &next) {
-    const int32_t channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels);
-    int32_t primed = 0;
-    {
-        CriticalScope audioScope(audioLock);
-        primed = audio.wetPreroll();
-    }
-    AudioPath::prime(next, primed, channels);
-
-    // The only moment that waits for audio and worker.
+int32_t ReverbPlugin::presentPreroll() {
     CriticalScope audioScope(audioLock);
-    audio.exchange(next, primed, channels);
-    reportLatency(std::max(audio.engineLatency() + preverbSamples, effect.initialDelay));
+    return audio.wetPreroll();
 }
 
 void ReverbPlugin::retire(ImpulseChain::Stage stage) {

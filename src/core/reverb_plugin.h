@@ -77,7 +77,7 @@ struct ReverbPlugin {
     void reportLatency(int32_t samples);
     bool rebuildOnce() noexcept;
     bool replaceResponse() noexcept;
-    void putInPlace(EngineSet &next);
+    int32_t presentPreroll();
 
     // Under rebuildLock.
     bool rebuilding = false;

@@ -142,21 +142,43 @@ void drawSampleLines(const ChannelView &channel, const SampleRows &rows, double 
     }
 }
 
+/// The least and the greatest of some samples, at most 1 and at least -1.
+struct SampleRange {
+    double low = 1.0;
+    double high = -1.0;
+
+    SampleRange(const double *samples, int32_t count) {
+        // Side by side, since each comparison would wait for the one before.
+        constexpr int32_t lanes = 4;
+        double lows[lanes] = {low, low, low, low}, highs[lanes] = {high, high, high, high};
+        int32_t i = 0;
+        for (; i + lanes <= count; i += lanes)
+            for (int32_t lane = 0; lane < lanes; ++lane) {
+                lows[lane] = std::min(lows[lane], samples[i + lane]);
+                highs[lane] = std::max(highs[lane], samples[i + lane]);
+            }
+        for (; i < count; ++i) {
+            lows[0] = std::min(lows[0], samples[i]);
+            highs[0] = std::max(highs[0], samples[i]);
+        }
+        low = *std::min_element(lows, lows + lanes);
+        high = *std::max_element(highs, highs + lanes);
+    }
+};
+
 void drawColumnRanges(const ChannelView &channel, const SampleRows &rows, double step,
                       const DrawLine &drawLine) {
-    double low = 1.0, high = -1.0, position = 0.0;
-    int32_t drawn = 0;
+    double position = 0.0;
+    int32_t drawn = 0, first = 0;
     for (int32_t i = 0; i < channel.length; ++i) {
-        low = std::min(low, channel.samples[i]);
-        high = std::max(high, channel.samples[i]);
         position += step;
-        const int32_t x = pixelAt(position);
-        if (x == drawn)
+        if (position < drawn + 1)
             continue;
-        drawLine(x, rows.rowOf(low), x, rows.rowOf(high), waveformColour);
+        const int32_t x = pixelAt(position);
+        const SampleRange range(channel.samples + first, i + 1 - first);
+        drawLine(x, rows.rowOf(range.low), x, rows.rowOf(range.high), waveformColour);
         drawn = x;
-        low = 1.0;
-        high = -1.0;
+        first = i + 1;
     }
 }
 

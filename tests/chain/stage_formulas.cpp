@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <numbers>
 #include <random>
+#include <sstream>
 
 namespace tonvale::test {
 
@@ -69,8 +71,7 @@ void filter(Signal &signal, const Settings &v) {
 void normalize(Signal &signal, const Settings &v) {
     double largest = 0;
     for (const auto &channel : signal.channels)
-        for (double x : channel)
-            largest = std::max(largest, std::abs(x));
+        largest = std::max(largest, peakOf(channel));
     for (auto &channel : signal.channels)
         for (double &x : channel)
             x *= v[0] / largest;
@@ -124,10 +125,14 @@ void channelTool(Signal &signal, const Settings &v) {
         channels.resize(static_cast<size_t>(v[4]));
 }
 
-void echo(Signal &signal, const Settings &v) {
+/// The first frame that a generator writes, and the one behind the last.
+std::pair<double, double> span(const Signal &signal, const Settings &v) {
     const double first = truncatedFrames(signal, v[0]);
-    const double last = std::trunc(v[1] * signal.rate * 0.001 + first);
-    const double from = std::max(first, 0.0);
+    return {std::max(first, 0.0), std::trunc(v[1] * signal.rate * 0.001 + first)};
+}
+
+void echo(Signal &signal, const Settings &v) {
+    const auto [from, last] = span(signal, v);
     if (from >= last)
         return;
     grow(signal, static_cast<size_t>(last));
@@ -173,9 +178,7 @@ struct Line {
 };
 
 void reverb(Signal &signal, const Settings &v) {
-    const double first = truncatedFrames(signal, v[0]);
-    const double last = std::trunc(v[1] * signal.rate * 0.001 + first);
-    const double from = std::max(first, 0.0);
+    const auto [from, last] = span(signal, v);
     if (from >= last)
         return;
     if (signal.channels.size() == 1 && std::abs(v[5]) > 0.1)
@@ -236,7 +239,7 @@ const StageFormula formulas[] = {
     {"VERBGEN",
      {0, 1000, 1, 50, 50, 1},
      16,
-     {{-3, 9}, {-9, 90}, {0, 2}, {30, 98}, {0, 100}, {-1.2, 1}},
+     {{-3, 9}, {-9, 90}, {0, 2}, {30, 98}, {0, 100}, {-1.2, 1.2}},
      reverb,
      1e-15},
 };
@@ -245,6 +248,28 @@ const StageFormula formulas[] = {
 
 std::span<const StageFormula> stageFormulas() {
     return formulas;
+}
+
+std::string toText(const Settings &settings) {
+    std::ostringstream text;
+    text.precision(17);
+    std::ranges::copy(settings, std::ostream_iterator<double>(text, " "));
+    return text.str();
+}
+
+void expectAgreement(const StageFormula &formula, const Settings &settings, const Signal &input) {
+    SCOPED_TRACE(toText(settings) + "at " + std::to_string(input.rate));
+    Signal expected = input;
+    formula.run(expected, settings);
+    const Signal actual = runStage(formula.key, toText(settings), input);
+    ASSERT_EQ(actual.channels.size(), expected.channels.size());
+    for (size_t c = 0; c < expected.channels.size(); ++c) {
+        const double room = formula.tolerance * std::max(1.0, peakOf(expected.channels[c]));
+        ASSERT_EQ(actual.channels[c].size(), expected.channels[c].size()) << "channel " << c;
+        for (size_t i = 0; i < expected.channels[c].size(); ++i)
+            ASSERT_NEAR(actual.channels[c][i], expected.channels[c][i], room)
+                << "channel " << c << " frame " << i;
+    }
 }
 
 void load(ImpulseBuffer &impulse, const Signal &signal) {
@@ -271,11 +296,38 @@ std::unique_ptr<StatusStage> makeStage(const char *key, const std::string &value
     return std::unique_ptr<StatusStage>(stage);
 }
 
-Signal runStage(const char *key, const std::string &values, const Signal &input) {
+Signal runStage(const char *key, const std::string &values, const Signal &input,
+                int allowedRequests) {
     ImpulseBuffer impulse;
     load(impulse, input);
-    makeStage(key, values)->process(impulse);
+    const auto stage = makeStage(key, values);
+    {
+        const AllocationLimit limit(allowedRequests);
+        stage->process(impulse);
+    }
     return read(impulse);
+}
+
+double peakOf(const Samples &samples) {
+    double peak = 0;
+    for (const double x : samples)
+        peak = std::max(peak, std::abs(x));
+    return peak;
+}
+
+std::string textOf(ImpulseGenerator &stage, size_t size) {
+    std::vector<char> text(size + 1, '#');
+    stage.saveText(text.data(), static_cast<int32_t>(size));
+    EXPECT_EQ(text[size], '#') << "nothing is written behind the room";
+    return text.data();
+}
+
+double burstError(const Samples &samples, double rate, double gain) {
+    const Samples expected = burst(rate, gain);
+    ErrorMeter meter;
+    for (size_t i = 0; i < std::min(expected.size() - 10, samples.size()); ++i)
+        meter.add(expected[i], samples[i]);
+    return meter.decibels();
 }
 
 Samples burst(double rate, double gain) {

@@ -11,15 +11,8 @@
 
 namespace tonvale::test {
 
-using Samples = std::vector<double>;
 using Settings = std::vector<double>; ///< in the order of the text form
-
-struct Signal {
-    double rate;
-    Channels channels;
-
-    size_t length() const { return channels[0].size(); }
-};
+using Signal = Sound;
 
 struct StageFormula {
     const char *key;
@@ -32,24 +25,32 @@ struct StageFormula {
     bool hasWholeNumbers() const { return std::string(key) == "CHANTOOL"; }
 };
 std::span<const StageFormula> stageFormulas();
+std::string toText(const Settings &settings);
+/// Holds what the stage makes of `input` against its formula.
+void expectAgreement(const StageFormula &formula, const Settings &settings, const Signal &input);
 
 void load(ImpulseBuffer &impulse, const Signal &signal);
 Signal read(const ImpulseBuffer &impulse);
 
 std::unique_ptr<StatusStage> makeStage(const char *key, const std::string &values = "");
-Signal runStage(const char *key, const std::string &values, const Signal &input);
+/// As saveText() writes it into `size` bytes.
+std::string textOf(ImpulseGenerator &stage, size_t size = 4096);
+/// What the stage makes of `input` with so many requests for memory.
+Signal runStage(const char *key, const std::string &values, const Signal &input,
+                int allowedRequests = INT32_MAX);
 
+/// The largest magnitude.
+double peakOf(const Samples &samples);
 /// 0.2 seconds of a smooth burst, of which no band limit takes anything.
 Samples burst(double rate, double gain = 1.0);
+/// The level of an error against it, dB, up to the last few frames.
+double burstError(const Samples &samples, double rate, double gain);
 
 /// With the functions of the tests' host.
 template <class Base = testing::Test>
 class StageTest : public Base {
   protected:
-    void SetUp() override {
-        lendUnplannedTransform();
-        loadTestHost();
-    }
+    void SetUp() override { loadTestHost(); }
 };
 
 } // namespace tonvale::test

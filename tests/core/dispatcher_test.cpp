@@ -26,13 +26,6 @@ class Dispatcher : public testing::Test {
         return driver.vendor(vendorChangeChain, command, copy.data());
     }
 
-    std::vector<std::string> chain() {
-        std::vector<std::string> lines;
-        for (int i = 0; !driver.stageText(i).empty(); ++i)
-            lines.push_back(driver.stageText(i));
-        return lines;
-    }
-
     static std::string file(int index) {
         return "FILELDR \"memory:" + std::to_string(index) + "\" 60";
     }
@@ -69,23 +62,16 @@ TEST(Entry, NeedsACallbackAndEveryRequiredFunctionAndTriesAgain) {
     EXPECT_EQ(hostNotes().lookups, 0);
 }
 
-TEST(Entry, TheRecordLiesInMemoryAsHostsReadIt) {
-    EffectDriver driver;
-    const auto *bytes = reinterpret_cast<const char *>(driver.effect);
-    EXPECT_EQ(std::string(bytes, 4), "PtsV");
-    EXPECT_EQ(std::string(bytes + 112, 4), "lvnt");
-    const auto field = [bytes](size_t offset) {
-        int32_t value;
-        std::memcpy(&value, bytes + offset, sizeof value);
-        return value;
-    };
-    EXPECT_EQ(field(40), 1);
-    EXPECT_EQ(field(44), 8);
-    EXPECT_EQ(field(48), 2);
-    EXPECT_EQ(field(52), 2);
-    EXPECT_EQ(field(56), 0x1031);
-    EXPECT_EQ(field(60), 0);
-    EXPECT_EQ(field(116), 1100);
+TEST(Entry, TheRecordTellsWhatTheEffectIs) {
+    const EffectDriver driver;
+    EXPECT_EQ(std::memcmp(&driver.effect->magic, "PtsV", 4), 0);
+    EXPECT_EQ(std::memcmp(&driver.effect->uniqueID, "lvnt", 4), 0);
+    EXPECT_EQ(driver.effect->numPrograms, 1);
+    EXPECT_EQ(driver.effect->numParams, 8);
+    EXPECT_EQ(driver.effect->numInputs, 2);
+    EXPECT_EQ(driver.effect->numOutputs, 2);
+    EXPECT_EQ(driver.effect->flags, 0x1031);
+    EXPECT_EQ(driver.effect->version, 1100);
 }
 
 TEST_F(Dispatcher, TellsNamesAndTextsAndNothingForABadIndex) {
@@ -162,11 +148,11 @@ TEST_F(Dispatcher, EditsTheChainAsText) {
     EXPECT_EQ(change("ITEM5", file(1).c_str()), 0xF00D);
     EXPECT_EQ(change("+ITEM0", (" \t" + file(2)).c_str()), 0xF00D);
     EXPECT_EQ(change("+ITEM1x", file(3).c_str()), 0xF00D);
-    EXPECT_EQ(chain(), (std::vector<std::string>{file(2), file(3), file(1)}));
+    EXPECT_EQ(driver.chain(), (std::vector<std::string>{file(2), file(3), file(1)}));
     EXPECT_EQ(change("ITEM1", file(4).c_str()), 0xF00D);
     EXPECT_EQ(change("-ITEM0", ""), 0xF00D);
     EXPECT_EQ(change("-ITEM7", ""), 0xF00D);
-    EXPECT_EQ(chain(), (std::vector<std::string>{file(4), file(1)}));
+    EXPECT_EQ(driver.chain(), (std::vector<std::string>{file(4), file(1)}));
 
     const std::string longKey(256, 'K');
     for (const auto &[command, line] :
@@ -181,7 +167,7 @@ TEST_F(Dispatcher, EditsTheChainAsText) {
                                                           {"ITEM0", longKey},
                                                           {"+-ITEM0", file(1)}})
         EXPECT_EQ(change(command.c_str(), line.c_str()), 0) << command << " " << line;
-    EXPECT_EQ(chain().size(), 2u);
+    EXPECT_EQ(driver.chain().size(), 2u);
 
     hostNotes().clear();
     EXPECT_EQ(change("DONE", ""), 0xF00D);

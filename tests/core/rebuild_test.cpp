@@ -1,10 +1,13 @@
 #include "convolution/containers/raw_memory.h"
 #include "core/reverb_plugin.h"
+#include "host/vendor_protocol.h"
 #include "test_host/effect_driver.h"
+#include "test_host/refusal_sweep.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 
 namespace tonvale::test {
 namespace {
@@ -14,26 +17,13 @@ class Rebuild : public testing::Test {
     ReverbPlugin &plugin() { return *static_cast<ReverbPlugin *>(driver.effect->user); }
     TailWorker &tail() { return plugin().audio.tail; }
 
-    void loadResponse(size_t length) {
-        putMedia("response", 44100.0, {roomNoise(length, 1)});
-        ASSERT_EQ(driver.setChain({"FILELDR \"memory:response\" 60"}), 1);
-    }
+    void loadResponse(size_t length) { driver.setResponse({roomNoise(length, 1)}); }
 
-    /// Lets all that sounds run out, and holds what comes then against a convolution.
-    void expectInLine(size_t channels = 2) {
-        driver.process(Channels(channels, std::vector<double>(15000, 0.0)), 333);
-        Channels input;
-        for (size_t c = 0; c < channels; ++c)
-            input.push_back(noise(12000, static_cast<uint32_t>(c + 3)));
-        const Channels output = driver.process(input, 333);
-        const std::vector<double> taps = roomNoise(9000, 1);
-        const auto delay = static_cast<size_t>(driver.effect->initialDelay);
-        for (size_t c = 0; c < channels; ++c) {
-            ErrorMeter meter;
-            for (size_t t = 0; t + delay < 12000; t += 29)
-                meter.add(convolvedSample(input[c], taps, t), output[c][t + delay]);
-            EXPECT_LT(meter.decibels(), -145.0) << "channel " << c;
-        }
+    /// How far off the sound is from that response, behind a reset, dB.
+    double errorAgainst(const Samples &taps) {
+        driver.reset();
+        const Channels input = noiseChannels(2, 6000, 3);
+        return convolutionError(driver.process(input, 333), input, {taps}, 0, 29);
     }
 
     EffectDriver driver;
@@ -73,12 +63,7 @@ TEST_F(Rebuild, TakesTheWholeResponseWhenTheWorkerCanNotStart) {
     EXPECT_EQ(tail().split(), 0);
     EXPECT_FALSE(tail().isRunning());
 
-    const Channels input{noise(6000, 3), noise(6000, 4)};
-    const Channels output = driver.process(input, 333);
-    ErrorMeter meter;
-    for (size_t t = 0; t < 6000; t += 13)
-        meter.add(convolvedSample(input[0], roomNoise(5000, 1), t), output[0][t]);
-    EXPECT_LT(meter.decibels(), -145.0);
+    EXPECT_LT(errorAgainst(roomNoise(5000, 1)), -145.0);
     loadResponse(5000);
     EXPECT_EQ(tail().split(), 512);
 }
@@ -100,76 +85,127 @@ TEST_F(Rebuild, OnlyAFlipOfZlOrLlRebuilds) {
     EXPECT_EQ(plugin().editor.pendingControlMask, 0xFFu);
 }
 
-TEST_F(Rebuild, KeepsItsTimeAcrossASwapToAnEngineOfLowerLatency) {
-    // A response that does nothing, on an engine with latency and then on one without.
-    std::vector<double> click(3000, 0.0);
-    click[0] = 1.0;
-    putMedia("click", 44100.0, {click});
-    driver.set(3, 480.0f / 16352.0f); // 512
-    for (const bool ll : {false, true}) {
-        ASSERT_EQ(driver.setChain({"FILELDR \"memory:click\" 60"}), 1);
-        driver.hearWetOnly(false, ll);
-        driver.set(1, 0.5f);
-        driver.reset();
-        const auto delay = static_cast<size_t>(driver.effect->initialDelay);
-        ASSERT_EQ(delay, 512u);
-        const Channels warm{noise(4000, 1), noise(4000, 2)};
-        driver.process(warm, 128);
-        driver.set(6, 1.0f);
-        EXPECT_EQ(driver.effect->initialDelay, 512);
-        driver.process(warm, 128);
-        const Channels input{noise(3000, 3), noise(3000, 4)};
-        const Channels output = driver.process(input, 128);
-        for (size_t t = delay; t < 3000; ++t)
-            ASSERT_NEAR(output[1][t], 1.5 * input[1][t - delay], 1e-6) << t;
-        driver.reset();
-        EXPECT_EQ(driver.effect->initialDelay, 0);
-    }
-}
-
-TEST_F(Rebuild, KeepsTheTailInLineAcrossARebuildUnderWay) {
+TEST_F(Rebuild, WhereMemoryRunsOutTheOldEnginesGoOnAndTheRequestIsDoneLater) {
+    char none[] = "";
+    char line[] = "FILELDR \"memory:new\" 60";
+    putMedia("new", 44100.0, {roomNoise(1500, 1)});
     driver.set(3, 0.0f);
-    loadResponse(9000);
-    for (const bool zl : {true, false}) {
-        driver.hearWetOnly(zl, true);
-        ASSERT_GT(tail().split(), 0);
-        driver.process({noise(5000, 1), noise(5000, 2)}, 333);
-        loadResponse(9000);
-        expectInLine();
-    }
-}
-
-TEST_F(Rebuild, KeepsItsTimeWhateverCameBefore) {
-    driver.set(3, 0.0f);
-    for (const bool zl : {true, false}) {
-        for (const bool ll : {true, false}) {
-            // Twice with no audio, and no reset, in between.
-            loadResponse(9000);
-            driver.hearWetOnly(zl, ll);
-            loadResponse(9000);
-            loadResponse(9000);
-            expectInLine();
-            // With a latency that stayed high when the Pre-verb went down.
-            driver.set(2, 0.02f);
-            driver.process({noise(5000, 1), noise(5000, 2)}, 333);
-            driver.set(2, 0.0f);
-            driver.process({noise(7000, 1), noise(7000, 2)}, 333);
-            loadResponse(9000);
-            expectInLine();
+    int kept = 0;
+    forEachRefusedRequest(400, [&](const Refusal &refusal) {
+        loadResponse(700);
+        driver.hearWetOnly(true, refusal.from % 2);
+        driver.vendor(vendorChangeChain, "ITEM0", line);
+        {
+            AllocationLimit limit(refusal);
+            driver.vendor(vendorChangeChain, "DONE", none);
         }
-    }
+        // A file that there was no memory for adds nothing.
+        const auto length = static_cast<size_t>(driver.dispatch(effGetTailSize));
+        EXPECT_TRUE(length == 700 || length == 1500 || length == 1) << length;
+        EXPECT_LT(errorAgainst(length > 1 ? roomNoise(length, 1) : Samples{1.0}), -145.0) << length;
+        kept += length == 700;
+        driver.dispatch(effIdle);
+        if (length == 700) {
+            EXPECT_LT(errorAgainst(roomNoise(1500, 1)), -145.0);
+        }
+    });
+    EXPECT_GT(kept, 10);
 }
 
-TEST_F(Rebuild, ChannelsThatJoinInMidSoundFallIntoLineWithTheirTail) {
-    driver.set(3, 0.0f);
-    loadResponse(9000);
+/// A medium of one click, during whose reading the host does something else.
+class CallingSource final : public MediaSource {
+  public:
+    static inline std::function<void()> duringReading;
+    static inline int open = 0;
+
+    static MediaSource *create(const char *) { return new CallingSource; }
+    CallingSource() { ++open; }
+    void destroy(int) override {
+        --open;
+        delete this;
+    }
+    int GetNumChannels() override { return 1; }
+    double GetSampleRate() override { return 44100.0; }
+    double GetLength() override { return 1.0 / 44100.0; }
+    void GetSamples(MediaReadBlock *block) override {
+        const int before = open;
+        if (duringReading)
+            duringReading();
+        EXPECT_GE(open, before) << "the source that is being read was closed";
+        block->samples[0] = 1.0;
+        block->samplesOut = 1;
+    }
+};
+
+TEST_F(Rebuild, BearsAHostThatCallsBackWhileItsFileIsRead) {
+    auto *const openFile =
+        std::exchange(hostFunctions.PCM_Source_CreateFromFile, CallingSource::create);
+    driver.hearWetOnly(true, false);
+    const std::string state = driver.save();
+    char none[] = "";
+    const std::vector<std::function<void()>> calls = {
+        [&] { driver.vendor(24, "DONE", none); },
+        [&] {
+            driver.vendor(24, "-ITEM*", none);
+            driver.vendor(24, "DONE", none);
+        },
+        [&] { driver.vendor(24, "-ITEM0", none); },
+        [&] { driver.load(state); },
+        [&] {
+            char line[] = "NORM 0.5";
+            driver.vendor(24, "+ITEM0", line);
+            driver.dispatch(effSetSampleRate, 0, 0, nullptr, 44100.0f);
+        },
+    };
+    // The first and the last ask in each run, and so once more than is done at once.
+    const size_t stagesAfter[] = {2, 0, 0, 0, 6};
+    const double heardAfter[] = {2.0, 1.0, 2.0, 1.0, 2.0};
+    for (size_t i = 0; i < calls.size(); ++i) {
+        CallingSource::duringReading = nullptr;
+        driver.load(state);
+        ASSERT_EQ(driver.setChain({"FILELDR \"a\" 60", "FILELDR \"b\" 60"}), 2);
+        CallingSource::duringReading = calls[i];
+        driver.vendor(24, "DONE", none);
+        CallingSource::duringReading = nullptr;
+        EXPECT_EQ(driver.chain().size(), stagesAfter[i]) << i;
+        EXPECT_EQ(CallingSource::open, stagesAfter[i] ? 2 : 0) << i;
+        EXPECT_EQ(plugin().rebuildPending != 0, i == 0 || i == 4) << i;
+        driver.reset();
+        EXPECT_EQ(driver.process({{1.0}, {1.0}}, 1)[0][0], heardAfter[i]) << i;
+    }
+    hostFunctions.PCM_Source_CreateFromFile = openFile;
+}
+
+TEST(AudioPathExchange, KeepsItsTimeWhateverCameSinceTheEnginesWerePrimed) {
+    EffectDriver host; // fetches the host's functions
+    ImpulseBuffer impulse;
+    impulse.setNumChannels(1, false);
+    ASSERT_EQ(impulse.setLength(3000), 3000);
+    impulse.getChannel(0)[0] = 1.0;
+    const AudioPath::Settings settings{.channels = 2,
+                                       .delay = 2000,
+                                       .preverb = 0,
+                                       .wet = 1.0,
+                                       .dry = 0.0,
+                                       .width = 1.0,
+                                       .pan = 0.0};
+    std::vector<double> input = noise(4096, 1);
     for (const bool zl : {true, false}) {
-        for (const int32_t before : {1, 2}) {
-            driver.setChannels(before);
-            driver.hearWetOnly(zl, true);
-            driver.process(Channels(static_cast<size_t>(before), noise(5000, 1)), 333);
-            driver.setChannels(4);
-            expectInLine(4);
+        for (const int32_t primed : {0, 700, 2000, 2900}) {
+            EngineSet next = buildEngines(impulse, {zl, false, 512, 512});
+            AudioPath::prime(next, primed, 2);
+            AudioPath path;
+            path.settleGains(settings);
+            EngineSet none;
+            path.exchange(none, 2000, 2); // so much of wet was held back
+            path.exchange(next, primed, 2);
+            std::vector<double> output(4096);
+            const double *inputs[2] = {input.data(), input.data()};
+            double *outputs[2] = {output.data(), nullptr};
+            path.process(inputs, outputs, 4096, settings);
+            for (size_t t = 0; t < 4096; t += 7)
+                ASSERT_NEAR(output[t], t < 2000 ? 0.0 : input[t - 2000], 1e-7)
+                    << primed << " " << t;
         }
     }
 }

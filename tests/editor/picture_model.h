@@ -1,7 +1,7 @@
 #pragma once
 
 #include "convolution/containers/impulse_buffer.h"
-#include "test_host/effect_driver.h"
+#include "test_host/signals.h"
 
 #include <algorithm>
 #include <vector>

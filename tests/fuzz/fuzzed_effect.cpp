@@ -20,12 +20,9 @@ void require(bool holds, const char *claim) {
     std::abort();
 }
 
-std::vector<char> exactCopy(std::string_view bytes) {
-    return {bytes.begin(), bytes.end()};
-}
-
 std::vector<char> exactText(std::string_view text) {
-    std::vector<char> copy = exactCopy(text.substr(0, text.find('\0')));
+    text = text.substr(0, text.find('\0'));
+    std::vector<char> copy(text.begin(), text.end());
     copy.push_back('\0');
     copy.shrink_to_fit();
     return copy;
@@ -39,18 +36,6 @@ FuzzedEffect::FuzzedEffect()
     }();
     require(hasMedia, "the media file is there");
     dispatch(effSetSampleRate, 0, 0, nullptr, sampleRate);
-}
-
-void FuzzedEffect::load(std::string_view chunk) {
-    std::vector<char> bytes = exactCopy(chunk);
-    dispatch(effSetChunk, 0, static_cast<intptr_t>(bytes.size()), bytes.data());
-}
-
-std::string FuzzedEffect::save() {
-    void *data = nullptr;
-    const intptr_t size = dispatch(effGetChunk, 0, 0, &data);
-    require(data && size >= 40, "a state can be saved");
-    return {static_cast<const char *>(data), static_cast<size_t>(size)};
 }
 
 void FuzzedEffect::hear() {

@@ -11,9 +11,8 @@ namespace tonvale::test {
 /// Ends the process, which is how a fuzzer hears of a fault, unless `holds`.
 void require(bool holds, const char *claim);
 
-/// Bytes that end where their memory ends, so that a sanitizer sees every read behind them.
-std::vector<char> exactCopy(std::string_view bytes);
-/// As exactCopy(), up to the first zero byte and with a terminator.
+/// The text up to its first zero byte, and a terminator at which the memory ends too, so that a
+/// sanitizer sees every read behind it.
 std::vector<char> exactText(std::string_view text);
 
 /// An effect that bears any state and text without a run getting long: at 2000 Hz, and refused
@@ -22,8 +21,6 @@ class FuzzedEffect : public EffectDriver {
   public:
     FuzzedEffect();
 
-    void load(std::string_view chunk);
-    std::string save();
     /// Runs a block of 96 frames through all channels.
     void hear();
 

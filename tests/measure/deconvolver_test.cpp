@@ -3,27 +3,14 @@
 #include "measure/source_reading.h"
 #include "measure/test_tone.h"
 #include "test_host/heap_in_use.h"
+#include "test_host/refusal_sweep.h"
 #include "tests/measure/measure_test.h"
 
 #include <limits>
+#include <set>
 
 namespace tonvale::test {
 namespace {
-
-using Signal = std::vector<double>;
-
-Signal delayed(const Signal &signal, size_t by) {
-    Signal result(by, 0.0);
-    result.insert(result.end(), signal.begin(), signal.end());
-    return result;
-}
-
-Signal played(const Signal &tone, const Signal &through) {
-    Signal result(tone.size() + through.size() - 1);
-    for (size_t n = 0; n < result.size(); ++n)
-        result[n] = convolvedSample(tone, through, n);
-    return result;
-}
 
 class Deconvolver : public MeasureTest {
   protected:
@@ -51,7 +38,7 @@ TEST_F(Deconvolver, FindsWhatIsAudibleWithAMarginOfSixteenFrames) {
         {0, {}, 0.1, 0, 0},
     };
     for (const auto &c : cases) {
-        Channels channels(2, Signal(c.total));
+        Channels channels(2, Samples(c.total));
         for (size_t i = 0; i < c.audible.size(); ++i)
             channels[i % 2][c.audible[i]] = -0.5;
         putMedia("range", 44100.0, channels);
@@ -73,11 +60,11 @@ TEST_F(Deconvolver, GivesSilenceInBinsWithoutTone) {
 
 TEST_F(Deconvolver, FindsTheRoomThatTheToneWasPlayedIn) {
     ASSERT_EQ(writeTestTone(out.c_str(), {0.5, 44100.0, 64}), MeasureOutcome::done);
-    const Signal sweep = readFile(out).channels.at(0);
-    const Signal grain = noise(1024, 3), other = noise(1024, 4), spike = {1.0};
-    const Signal left = roomNoise(900, 1), right = roomNoise(500, 2), echo = {1.0, 0.0, 0.0, -0.5};
-    const Channels stereo = {played(sweep, left), delayed(played(sweep, right), 400)};
-    Signal turned = grain;
+    const Samples sweep = readFile(out).channels.at(0);
+    const Samples grain = noise(1024, 3), other = noise(1024, 4), spike = {1.0};
+    const Samples left = roomNoise(900, 1), right = roomNoise(500, 2), echo = {1.0, 0.0, 0.0, -0.5};
+    const Channels stereo = {convolved(sweep, left), delayed(convolved(sweep, right), 400)};
+    Samples turned = grain;
     std::rotate(turned.rbegin(), turned.rbegin() + 5, turned.rend());
     const struct {
         const char *what;
@@ -93,8 +80,8 @@ TEST_F(Deconvolver, FindsTheRoomThatTheToneWasPlayedIn) {
         {"in turn", {other, grain, other}, {other, grain}, -150, {spike, spike, spike}, 1024, {}},
         {"no room for the wrap", {turned}, {grain}, -150, {delayed(spike, 5)}, 1024, {}},
         {"past a size", {delayed(grain, 1)}, {grain}, -150, {delayed(spike, 1)}, 1025, {}},
-        {"trimmed result", {delayed(played(grain, echo), 9)}, {grain}, -100, {echo}, 4, {}},
-        {"floor of full scale", {played(sweep, {0.5})}, {sweep}, 0, {{0.5}}, 1, {}},
+        {"trimmed result", {delayed(convolved(grain, echo), 9)}, {grain}, -100, {echo}, 4, {}},
+        {"floor of full scale", {convolved(sweep, {0.5})}, {sweep}, 0, {{0.5}}, 1, {}},
         {"fewer frames than told", {grain}, {grain}, -150, {spike}, 2205, {.seconds = 0.05}},
     };
     for (const auto &c : cases) {
@@ -106,11 +93,9 @@ TEST_F(Deconvolver, FindsTheRoomThatTheToneWasPlayedIn) {
         EXPECT_EQ(result.rate, 44100.0);
         ASSERT_EQ(result.channels.size(), c.expected.size());
         for (size_t i = 0; i < c.expected.size(); ++i) {
-            Signal expected = c.expected[i];
+            Samples expected = c.expected[i];
             expected.resize(c.length);
-            ASSERT_EQ(result.channels[i].size(), c.length);
-            for (size_t k = 0; k < c.length; ++k)
-                ASSERT_NEAR(result.channels[i][k], expected[k], 1e-12) << k;
+            EXPECT_LT(largestDifference(result.channels[i], expected), 1e-12);
         }
     }
 }
@@ -160,19 +145,22 @@ TEST_F(Deconvolver, GivesAllMemoryBackWhicheverRequestIsRefused) {
     constexpr size_t slack = 1u << 18;
     putMedia("recording", 44100.0, {noise(40000, 1), noise(40000, 2)});
     putMedia("tone", 44100.0, {noise(40000, 3)});
-    std::map<MeasureOutcome, int> outcomes;
-    for (int granted = 0; granted < 100 && !hasWritten(); ++granted) {
-        const AllocationLimit limit(granted);
+    std::set<MeasureOutcome> outcomes;
+    forEachRefusedRequest(100, [&](const Refusal &refusal) {
+        std::filesystem::remove(out);
         const size_t before = heapInUse();
-        const MeasureOutcome outcome = run(-150);
-        ++outcomes[outcome];
-        EXPECT_LT(heapInUse(), before + slack) << granted;
+        MeasureOutcome outcome;
+        {
+            const AllocationLimit limit(refusal);
+            outcome = run(-150);
+        }
+        EXPECT_LT(heapInUse(), before + slack);
         EXPECT_EQ(openMediaSources(), 0);
-    }
-    EXPECT_EQ(outcomes[MeasureOutcome::outOfMemory], 3);
-    EXPECT_GE(outcomes[MeasureOutcome::decodingFailed], 5);
-    EXPECT_EQ(outcomes[MeasureOutcome::done], 1);
-    EXPECT_EQ(outcomes.size(), 3u);
+        EXPECT_EQ(hasWritten(), outcome == MeasureOutcome::done);
+        outcomes.insert(outcome);
+    });
+    EXPECT_EQ(outcomes, (std::set{MeasureOutcome::done, MeasureOutcome::outOfMemory,
+                                  MeasureOutcome::decodingFailed}));
 }
 
 TEST_F(Deconvolver, CanBeCancelledAtEveryStepBeforeItWrites) {

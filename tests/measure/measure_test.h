@@ -10,11 +10,6 @@
 
 namespace tonvale::test {
 
-struct Sound {
-    double rate = 0.0;
-    Channels channels{};
-};
-
 inline HostObjectPtr<MediaSource> openMedia(const std::string &path) {
     return HostObjectPtr<MediaSource>(hostFunctions.PCM_Source_CreateFromFile(path.c_str()));
 }
@@ -41,10 +36,7 @@ inline Sound readFile(const std::string &path) {
 /// Has a folder for what is written. Every test ends with all sources closed.
 class MeasureTest : public testing::Test {
   protected:
-    void SetUp() override {
-        lendUnplannedTransform();
-        loadTestHost();
-    }
+    void SetUp() override { loadTestHost(); }
     void TearDown() override { EXPECT_EQ(openMediaSources(), 0); }
 
     workbench::TestFolder folder;

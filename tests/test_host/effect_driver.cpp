@@ -17,11 +17,12 @@ EffectDriver::EffectDriver(int32_t channels)
 }
 
 EffectDriver::~EffectDriver() {
-    effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f);
+    dispatch(effClose);
 }
 
 intptr_t EffectDriver::dispatch(int32_t opcode, int32_t index, intptr_t value, void *ptr,
                                 float opt) {
+    const PluginSide side;
     return effect->dispatcher(effect, opcode, index, value, ptr, opt);
 }
 
@@ -30,6 +31,7 @@ intptr_t EffectDriver::vendor(int32_t index, const void *value, void *ptr, float
 }
 
 int EffectDriver::setChain(const std::vector<std::string> &lines) {
+    const HostSide side;
     char unused[] = "";
     vendor(vendorChangeChain, "-ITEM*", unused);
     int taken = 0;
@@ -41,26 +43,59 @@ int EffectDriver::setChain(const std::vector<std::string> &lines) {
     return taken;
 }
 
+void EffectDriver::setResponse(const Channels &response) {
+    const HostSide side;
+    putMedia("response", 44100.0, response);
+    if (setChain({"FILELDR \"memory:response\" 60"}) != 1)
+        throw std::runtime_error("no response");
+}
+
 std::string EffectDriver::stageText(int index) {
+    const HostSide side;
     char text[4096] = "";
     const std::string item = "ITEM" + std::to_string(index);
     return vendor(vendorReadStage, item.c_str(), text, sizeof text) == vendorChainAnswer ? text
                                                                                          : "";
 }
 
+std::vector<std::string> EffectDriver::chain() {
+    const HostSide side;
+    std::vector<std::string> lines;
+    for (std::string line = stageText(0); !line.empty();
+         line = stageText(static_cast<int>(lines.size())))
+        lines.push_back(std::move(line));
+    return lines;
+}
+
+std::string EffectDriver::save() {
+    const HostSide side;
+    void *data = nullptr;
+    const intptr_t size = dispatch(effGetChunk, 0, 0, &data);
+    return data ? std::string(static_cast<const char *>(data), static_cast<size_t>(size)) : "";
+}
+
+void EffectDriver::load(std::string_view state) {
+    const HostSide side;
+    // To the byte, so that a sanitizer sees every read behind.
+    std::vector<char> exact(state.begin(), state.end());
+    exact.reserve(1); // an empty state has an address too
+    dispatch(effSetChunk, 0, static_cast<intptr_t>(exact.size()), exact.data());
+}
+
 void EffectDriver::setChannels(int32_t channels) {
     vendor(vendorChannelConfig, &channels, nullptr, 1.0f);
 }
 
-void EffectDriver::hearWetOnly(bool zl, bool ll) {
+void EffectDriver::hearWetOnly(const Mode &mode) {
     set(0, 1.0f);
     set(1, 0.0f);
-    set(6, zl ? 1.0f : 0.0f);
-    set(7, ll ? 1.0f : 0.0f);
+    set(6, mode.zl ? 1.0f : 0.0f);
+    set(7, mode.ll ? 1.0f : 0.0f);
     reset();
 }
 
 Channels EffectDriver::process(const Channels &input, const std::function<int32_t()> &nextBlock) {
+    const HostSide side;
     Channels buffers = input;
     const size_t length = input.empty() ? 0 : input[0].size();
     std::vector<double *> places(input.size());
@@ -68,6 +103,7 @@ Channels EffectDriver::process(const Channels &input, const std::function<int32_
         const size_t frames = std::min(static_cast<size_t>(nextBlock()), length - done);
         for (size_t c = 0; c < input.size(); ++c)
             places[c] = buffers[c].data() + done;
+        const PluginSide call;
         // Output over input, as hosts do.
         effect->processDoubleReplacing(effect, places.data(), places.data(),
                                        static_cast<int32_t>(frames));
@@ -86,36 +122,6 @@ std::function<int32_t()> randomBlocks(uint32_t seed, int32_t most) {
         const double exponent = std::uniform_real_distribution<>(0.0, 1.0)(random);
         return std::clamp(static_cast<int32_t>(std::pow(most, exponent)), 1, most);
     };
-}
-
-std::vector<double> noise(size_t length, uint32_t seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<> level(-0.5, 0.5);
-    std::vector<double> samples(length);
-    std::generate(samples.begin(), samples.end(), [&] { return level(random); });
-    return samples;
-}
-
-std::vector<double> roomNoise(size_t length, uint32_t seed) {
-    std::vector<double> samples = noise(length, seed);
-    for (size_t i = 0; i < length; ++i)
-        samples[i] *= std::exp(-3.0 * static_cast<double>(i) / static_cast<double>(length));
-    return samples;
-}
-
-double convolvedSample(const std::vector<double> &input, const std::vector<double> &taps,
-                       size_t at) {
-    double sum = 0.0;
-    const size_t first = at >= input.size() ? at - input.size() + 1 : 0;
-    for (size_t k = first; k < std::min(taps.size(), at + 1); ++k)
-        sum += taps[k] * input[at - k];
-    return sum;
-}
-
-double ErrorMeter::decibels() const {
-    if (error == 0.0)
-        return -400.0;
-    return 10.0 * std::log10(error / std::max(signal, 1e-300));
 }
 
 } // namespace tonvale::test

@@ -1,30 +1,22 @@
 #include "test_host/test_host.h"
 
-#include "convolution/containers/raw_memory.h"
 #include "test_host/effect_driver.h"
+#include "test_host/host_side_functions.h"
 #include "workbench/services/host.h"
 #include "workbench/services/transforms.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <mutex>
-#include <numeric>
-#include <random>
 #include <set>
-
-#ifndef _WIN32
-#include <fftw3.h>
-#endif
 
 namespace tonvale::test {
 
 namespace {
 
-std::set<std::string> &withheldNames() {
-    static std::set<std::string> names;
-    return names;
-}
+std::set<std::string> withheldNames;
 
 struct Medium {
     double rate;
@@ -32,16 +24,8 @@ struct Medium {
     MediaClaims claims;
 };
 
-std::map<std::string, Medium> &media() {
-    static std::map<std::string, Medium> all;
-    return all;
-}
-
-std::mutex &mediaLock() {
-    static std::mutex lock;
-    return lock;
-}
-
+std::mutex mediaLock;
+std::map<std::string, Medium> media; ///< by path; what is in it stays. Under mediaLock
 std::atomic<int> openSources{0};
 
 /// Reads samples as they are; a stage that wants another rate has to resample.
@@ -88,103 +72,49 @@ class MemorySource final : public MediaSource {
 };
 
 MediaSource *openMedia(const char *path) {
-    std::scoped_lock scope(mediaLock());
-    const auto found = media().find(path);
-    if (found != media().end())
+    std::scoped_lock scope(mediaLock);
+    const auto found = media.find(path);
+    if (found != media.end())
         return new MemorySource(found->second);
     const auto open = reinterpret_cast<MediaSource *(*)(const char *)>(
         workbench::hostFunction("PCM_Source_CreateFromFile"));
     return open(path);
 }
 
-std::atomic<bool> lendsUnplannedTransform{false};
-
-#ifdef _WIN32
-
-/// The host's transforms need no plans here.
-intptr_t unplannedTransform(const std::string &name) {
-    return workbench::hostFunction(name.c_str());
-}
-
-#else
-
-void unplannedFft(double *points, int n, int inverse) {
-    static std::mutex planner;
-    std::scoped_lock scope(planner);
-    auto *complexPoints = reinterpret_cast<fftw_complex *>(points);
-    const fftw_plan plan = fftw_plan_dft_1d(n, complexPoints, complexPoints,
-                                            inverse ? FFTW_BACKWARD : FFTW_FORWARD, FFTW_ESTIMATE);
-    fftw_execute(plan);
-    fftw_destroy_plan(plan);
-}
-
-/// By name, of the functions about transforms; those that are never called only have to be there.
-intptr_t unplannedTransform(const std::string &name) {
-    const bool isOptional = name == "ZUB_fft_real_8" || name == "ZUB_fft_permute_tab";
-    return isOptional ? 0 : reinterpret_cast<intptr_t>(&unplannedFft);
-}
-
-#endif
-
 intptr_t lookUp(const char *name) {
     ++hostNotes().lookups;
-    if (withheldNames().count(name) != 0)
+    if (withheldNames.count(name) != 0)
         return 0;
-    if (lendsUnplannedTransform && std::strncmp(name, "ZUB_fft", 7) == 0)
-        return unplannedTransform(name);
     if (std::strcmp(name, "PCM_Source_CreateFromFile") == 0)
         return reinterpret_cast<intptr_t>(&openMedia);
     return workbench::hostFunction(name);
 }
 
-/// Where bin k of a transform of n points goes.
-const std::vector<int> &binOrder(int n) {
-    static const auto orders = [] {
-        std::map<int, std::vector<int>> all;
-        std::mt19937 random(7);
-        for (int size = 32; size <= 32768; size *= 2) {
-            std::vector<int> order(static_cast<size_t>(size));
-            std::iota(order.begin(), order.end(), 0);
-            std::shuffle(order.begin(), order.end(), random);
-            all[size] = std::move(order);
-        }
-        return all;
-    }();
-    return orders.at(n);
+/// Where bin k of a transform of n points goes: steps that lose no number below a power of two.
+int placeOfBin(int k, int n) {
+    auto place = static_cast<uint32_t>(k) * 0x9E3779B1u % static_cast<uint32_t>(n);
+    place ^= place >> 3;
+    return static_cast<int>((place * 0x85EBCA6Bu + 5) % static_cast<uint32_t>(n));
 }
 
 void permutedFft(double *points, int n, int inverse) {
-    const std::vector<int> &order = binOrder(n);
+    const HostSide side;
     if (!inverse)
         workbench::fft(points, n, 0);
-    const std::vector<double> before(points, points + 2 * n);
+    const Samples before(points, points + 2 * n);
     for (int k = 0; k < n; ++k) {
-        const int from = inverse ? order[static_cast<size_t>(k)] : k;
-        const int to = inverse ? k : order[static_cast<size_t>(k)];
+        const int from = inverse ? placeOfBin(k, n) : k;
+        const int to = inverse ? k : placeOfBin(k, n);
         std::copy_n(before.data() + 2 * from, 2, points + 2 * to);
     }
     if (inverse)
         workbench::fft(points, n, 1);
 }
 
-std::atomic<int> requestsLeft{0};
-std::atomic<size_t> largestRequest{SIZE_MAX};
-std::atomic<int> requestsRefused{0};
-
-bool limitedAllocation(size_t bytes) {
-    if (requestsLeft.fetch_sub(1) > 0 && bytes <= largestRequest)
-        return true;
-    ++requestsRefused;
-    return false;
-}
-
 } // namespace
 
 void HostNotes::clear() {
-    lookups = 0;
-    automateCalls = 0;
-    lastAutomatedIndex = 0;
-    idleRequests = 0;
+    lookups = automateCalls = lastAutomatedIndex = idleRequests = 0;
 }
 
 HostNotes &hostNotes() {
@@ -194,8 +124,11 @@ HostNotes &hostNotes() {
 
 intptr_t testHostCallback(AEffect *effect, int32_t opcode, int32_t index, intptr_t value, void *ptr,
                           float opt) {
-    if (opcode == hostLookupOpcode && index == hostLookupFunction)
-        return lookUp(static_cast<const char *>(ptr));
+    const HostSide side;
+    if (opcode == hostLookupOpcode && index == hostLookupFunction) {
+        const auto *name = static_cast<const char *>(ptr);
+        return onHostSide(name, lookUp(name));
+    }
     if (opcode == audioMasterAutomate) {
         ++hostNotes().automateCalls;
         hostNotes().lastAutomatedIndex = index;
@@ -206,19 +139,15 @@ intptr_t testHostCallback(AEffect *effect, int32_t opcode, int32_t index, intptr
 }
 
 WithheldFunction::WithheldFunction(const char *name) {
-    withheldNames().insert(name);
+    withheldNames.insert(name);
 }
 
 WithheldFunction::~WithheldFunction() {
-    withheldNames().clear();
+    withheldNames.clear();
 }
 
 void loadTestHost() {
     loadHostFunctions(testHostCallback);
-}
-
-void lendUnplannedTransform() {
-    lendsUnplannedTransform = true;
 }
 
 PermutedTransform::PermutedTransform() {
@@ -234,27 +163,12 @@ PermutedTransform::~PermutedTransform() {
 
 void putMedia(const std::string &name, double rate, const Channels &channels,
               const MediaClaims &claims) {
-    std::scoped_lock scope(mediaLock());
-    media()["memory:" + name] = {rate, channels, claims};
+    std::scoped_lock scope(mediaLock);
+    media["memory:" + name] = {rate, channels, claims};
 }
 
 int openMediaSources() {
     return openSources;
-}
-
-AllocationLimit::AllocationLimit(int allowed, size_t largest) {
-    requestsLeft = allowed;
-    largestRequest = largest;
-    requestsRefused = 0;
-    setAllocationGate(limitedAllocation);
-}
-
-AllocationLimit::~AllocationLimit() {
-    setAllocationGate(nullptr);
-}
-
-int AllocationLimit::refused() const {
-    return requestsRefused;
 }
 
 } // namespace tonvale::test

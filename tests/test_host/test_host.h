@@ -2,12 +2,12 @@
 
 #include "host/aeffect.h"
 #include "host/host_functions.h"
+#include "test_host/allocation_limit.h"
+#include "test_host/signals.h"
 
 #include <atomic>
-#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 extern "C" AEffect *VSTPluginMain(tonvale::HostCallback callback);
 
@@ -41,10 +41,6 @@ class WithheldFunction {
 /// Fetches the host functions, for tests below the level of an effect.
 void loadTestHost();
 
-/// For the rest of the process the host lends a slow transform that needs no plans: measuring them
-/// takes seconds in each process that finds none in the cache. For tests that hardly transform.
-void lendUnplannedTransform();
-
 /// While it lives the host's transform puts the bins in a random but fixed order, as a host may.
 class PermutedTransform {
   public:
@@ -57,8 +53,6 @@ class PermutedTransform {
     void (*before)(double *, int, int);
 };
 
-using Channels = std::vector<std::vector<double>>;
-
 /// What a media file says of itself that isn't so.
 struct MediaClaims {
     std::optional<double> seconds{};
@@ -70,16 +64,5 @@ void putMedia(const std::string &name, double rate, const Channels &channels,
               const MediaClaims &claims = {});
 /// How many sources on such files are open.
 int openMediaSources();
-
-/// While it lives, container memory is refused after `allowed` more requests, or those above
-/// `largest` bytes.
-class AllocationLimit {
-  public:
-    explicit AllocationLimit(int allowed, size_t largest = SIZE_MAX);
-    ~AllocationLimit();
-    AllocationLimit(const AllocationLimit &) = delete;
-    AllocationLimit &operator=(const AllocationLimit &) = delete;
-    int refused() const;
-};
 
 } // namespace tonvale::test

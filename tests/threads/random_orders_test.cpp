@@ -74,10 +74,7 @@ class Sequence {
     int pick(int least, int most) { return std::uniform_int_distribution<>(least, most)(random); }
 
     Channels noiseFor(size_t frames) {
-        Channels input;
-        for (int c = 0; c < driver.effect->numInputs; ++c)
-            input.push_back(noise(frames, random()));
-        return input;
+        return noiseChannels(static_cast<size_t>(driver.effect->numInputs), frames, random());
     }
 
     void play(int frames) {
@@ -130,13 +127,10 @@ class Sequence {
     }
 
     void saveOrLoad() {
-        if (!saved.empty() && pick(0, 1) == 0) {
-            driver.dispatch(effSetChunk, 0, static_cast<intptr_t>(saved.size()), saved.data());
-            return;
-        }
-        void *data = nullptr;
-        const auto size = static_cast<size_t>(driver.dispatch(effGetChunk, 0, 0, &data));
-        saved.assign(static_cast<const char *>(data), size);
+        if (saved.empty() || pick(0, 1) == 0)
+            saved = driver.save();
+        else
+            driver.load(saved);
     }
 
     EffectDriver &driver;

@@ -1,9 +1,7 @@
 #include "workbench/cli/commands/commands.h"
-#include "workbench/cli/problem.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
 #include <new>
@@ -25,17 +23,20 @@ constexpr void (*commands[])(CLI::App &) = {
 /// is printed would end up in that file.
 void openStandardStreams() {
     int number = 0;
-    do
+    do {
         number = open("/dev/null", O_RDWR);
-    while (number >= 0 && number <= STDERR_FILENO);
+    } while (number >= 0 && number <= STDERR_FILENO);
     if (number >= 0)
         close(number);
 }
 
-int complain(std::string text, int status) {
-    std::replace(text.begin(), text.end(), '\n', ' ');
+/// In one line, and without any memory.
+int complain(const char *text, int status) noexcept {
     std::fflush(stdout);
-    std::fprintf(stderr, "tonvale: %s\n", text.c_str());
+    std::fputs("tonvale: ", stderr);
+    for (; *text; ++text)
+        std::fputc(*text == '\n' ? ' ' : *text, stderr);
+    std::fputc('\n', stderr);
     return status;
 }
 
@@ -46,26 +47,33 @@ std::string usageProblem(const CLI::App &program, const CLI::ParseError &error) 
     return words.empty() ? "a command is missing" : "there is no command '" + words.front() + "'";
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
-    openStandardStreams();
+/// Does what the words say and answers the program's status. Throws what goes wrong with it.
+int run(int argc, char **argv) {
     CLI::App program("Runs the Tonvale convolution reverb on sound files.", "tonvale");
     program.set_version_flag("--version", "tonvale " TONVALE_VERSION);
     program.set_help_flag("--help", "Print this help and exit");
     program.require_subcommand(1);
     for (const auto add : commands)
         add(program);
-
     try {
         program.parse(argc, argv);
-        if (std::fflush(stdout) != 0)
-            return complain("standard output can't be written", failed);
-        return 0;
     } catch (const CLI::Success &wish) {
         return program.exit(wish);
     } catch (const CLI::ParseError &error) {
-        return complain(usageProblem(program, error) + "; see tonvale --help", wrongUsage);
+        const std::string problem = usageProblem(program, error) + "; see tonvale --help";
+        return complain(problem.c_str(), wrongUsage);
+    }
+    if (std::fflush(stdout) != 0)
+        return complain("standard output can't be written", failed);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    openStandardStreams();
+    try {
+        return run(argc, argv);
     } catch (const std::bad_alloc &) {
         return complain("not enough memory", failed);
     } catch (const std::exception &error) {

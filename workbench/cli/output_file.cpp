@@ -27,9 +27,10 @@ static_assert(std::atomic<char *>::is_always_lock_free);
 constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ};
 
 extern "C" void removeTemporaryFiles(int signalNumber) {
-    for (auto &name : temporaryNames)
+    for (auto &name : temporaryNames) {
         if (const char *path = name.load())
             unlink(path);
+    }
     std::signal(signalNumber, SIG_DFL);
     std::raise(signalNumber);
 }
@@ -64,11 +65,12 @@ class SignalsHeldBack {
 };
 
 int takeSlot(const std::string &path) {
-    for (int slot = 0; slot < slotCount; ++slot)
+    for (int slot = 0; slot < slotCount; ++slot) {
         if (!temporaryNames[static_cast<size_t>(slot)].load()) {
             temporaryNames[static_cast<size_t>(slot)] = strdup(path.c_str());
             return slot;
         }
+    }
     throw Problem("too many files are being written at once");
 }
 

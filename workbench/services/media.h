@@ -6,6 +6,9 @@
 
 namespace tonvale::workbench {
 
+/// The most channels that a media file, or a conversion of its rate, can have.
+constexpr int mostMediaChannels = 1024;
+
 /// A source on a media file (UTF-8 path) that the caller owns, or null.
 MediaSource *createMediaSource(const char *path);
 

@@ -1,5 +1,4 @@
 #include "workbench/services/media.h"
-#include "workbench/services/rate_converter.h"
 
 #include <algorithm>
 #include <cmath>

@@ -133,8 +133,8 @@ class FileSource final : public MediaSource {
     /// drops what comes before it.
     bool restart(const ConvertedRead &read) {
         present = {};
-        if (!converter.start(info.samplerate, read.rate, read.channels,
-                             ConversionQuality::veryHigh))
+        converter = createFineConverter(info.samplerate, read.rate, read.channels);
+        if (!converter)
             return false;
         queue.clear(read.channels);
         inputFrame = 0;
@@ -157,16 +157,18 @@ class FileSource final : public MediaSource {
 
     /// Converts until there is something to take; false at the end.
     bool fillQueue(int channels) {
-        while (queue.frames() == 0 && converter.isRunning()) {
+        while (queue.frames() == 0 && converter) {
             if (!seekTo(inputFrame)) {
-                converter.stop();
+                converter.reset();
                 break;
             }
             const int64_t got = readMixed(blockFrames, channels);
             inputFrame += got;
-            converter.push(mixed.data(), static_cast<size_t>(got), queue);
-            if (got < blockFrames)
-                converter.finish(queue);
+            converter->push(mixed.data(), static_cast<size_t>(got), queue);
+            if (got < blockFrames) {
+                converter->finish(queue);
+                converter.reset();
+            }
         }
         return queue.frames() > 0;
     }
@@ -195,9 +197,10 @@ class FileSource final : public MediaSource {
         mixed.resize(static_cast<size_t>(frames * channels));
         const int64_t got = std::max<int64_t>(0, sf_readf_double(file.get(), raw.data(), frames));
         position += got;
-        for (double &sample : raw)
+        for (double &sample : raw) {
             if (!std::isfinite(sample))
                 sample = 0.0;
+        }
         for (int64_t n = 0; n < got; ++n)
             mixFrame(raw.data() + n * info.channels, mixed.data() + n * channels, channels);
         return got;
@@ -218,9 +221,10 @@ class FileSource final : public MediaSource {
     static void spread(const double *in, int frames, int channels, MediaReadBlock &block,
                        int done) {
         double *out = block.samples + static_cast<std::ptrdiff_t>(done) * block.channels;
-        for (int n = 0; n < frames; ++n, in += channels)
+        for (int n = 0; n < frames; ++n, in += channels) {
             for (int w = 0; w < block.channels; ++w)
                 *out++ = in[w % channels];
+        }
     }
 
     SoundFile file;
@@ -229,7 +233,7 @@ class FileSource final : public MediaSource {
     std::vector<double> raw, mixed, converted;
 
     ConvertedRead present{}; ///< what the conversion gives next; rate 0 without one
-    RateConverter converter;
+    std::unique_ptr<RateConverter> converter; ///< null when the input has ended
     FrameQueue queue;
     int64_t inputFrame = 0; ///< what the conversion reads next
 };

@@ -1,14 +1,20 @@
 #include "workbench/services/resampler.h"
 
+#include "convolution/containers/bounded_integer.h"
 #include "workbench/services/rate_converter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 namespace tonvale::workbench {
 
 namespace {
+
+constexpr intptr_t promptMode = 0;
+constexpr intptr_t fineMode = 4;
 
 /// What one Prepare may ask for: no more frames, and no more samples over all channels.
 constexpr int mostFrames = 65536;
@@ -17,33 +23,8 @@ constexpr int mostSamples = 1 << 22;
 /// The output frames that a caller with much to convert asks for at a time.
 constexpr int usualBlock = 1024;
 
-/// How much input completes how much output. A conversion works in blocks of its own length, so
-/// what it holds back rises and falls; this one runs ahead of another, on silence, to tell.
-class Forecast {
-  public:
-    bool start(double inRate, double outRate, ConversionQuality quality) {
-        ahead.clear(1);
-        return trial.start(inRate, outRate, 1, quality);
-    }
-
-    /// The least further input, in steps of a few frames and at most `limit`, that completes at
-    /// least `outFrames` further frames.
-    int inputFor(int outFrames, int limit) {
-        constexpr int step = 16;
-        const double silence[step] = {};
-        int fed = 0;
-        while (ahead.frames() < static_cast<size_t>(outFrames) && fed + step <= limit) {
-            trial.push(silence, step, ahead);
-            fed += step;
-        }
-        ahead.clear(1);
-        return fed;
-    }
-
-  private:
-    RateConverter trial;
-    FrameQueue ahead;
-};
+/// Input frames that such a caller is asked for at a time.
+constexpr int smallStep = 16;
 
 class Resampler final : public ResamplerHandle {
   public:
@@ -56,10 +37,10 @@ class Resampler final : public ResamplerHandle {
     }
 
     void Reset() override {
-        converter.stop();
+        converter.reset();
         waiting.clear(1);
-        channels = 0;
-        asked = 0;
+        channels = asked = 0;
+        fed = made = 0.0;
     }
 
     int Prepare(int outFrames, int channelCount, double **place) override {
@@ -69,7 +50,7 @@ class Resampler final : public ResamplerHandle {
             return 0;
         if (channelCount != channels && !begin(channelCount))
             return 0;
-        if (waiting.frames() > 0 || !converter.isRunning())
+        if (waiting.frames() > 0 || !converter)
             return 0;
         asked = request(std::min(outFrames, mostFrames));
         input.resize(static_cast<size_t>(asked) * static_cast<size_t>(channels));
@@ -88,10 +69,9 @@ class Resampler final : public ResamplerHandle {
     }
 
     intptr_t Extended(int call, intptr_t mode, intptr_t, intptr_t) override {
-        if (call != resamplerSetMode || mode < 0 ||
-            mode > static_cast<intptr_t>(ConversionQuality::veryHigh))
+        if (call != resamplerSetMode || (mode != promptMode && mode != fineMode))
             return 0;
-        quality = static_cast<ConversionQuality>(mode);
+        isFine = mode == fineMode;
         Reset();
         return 1;
     }
@@ -99,43 +79,51 @@ class Resampler final : public ResamplerHandle {
   private:
     bool begin(int channelCount) {
         Reset();
-        if (!converter.start(inRate, outRate, channelCount, quality) ||
-            !forecast.start(inRate, outRate, quality)) {
-            converter.stop();
+        if (!isConvertible(inRate, outRate))
             return false;
-        }
+        if (!isFine)
+            converter = createPromptConverter(inRate, outRate, channelCount);
+        if (!converter)
+            converter = createFineConverter(inRate, outRate, channelCount);
+        if (!converter)
+            return false;
         channels = channelCount;
         waiting.clear(channelCount);
-        largestWanted = 0;
         return true;
     }
 
-    /// One block of the conversion is enough for a caller that goes on. One that wants less than
-    /// before, or less than callers take at a time, is near its end: it gets all that it wants.
-    int request(int outFrames) {
-        const bool mayBeAll = outFrames < std::max(largestWanted, usualBlock);
-        largestWanted = std::max(largestWanted, outFrames);
-        return forecast.inputFor(mayBeAll ? outFrames : 1,
-                                 std::min(mostFrames, mostSamples / channels));
+    /// A caller with much to convert stops, perhaps, when its input has ended: until less than its
+    /// usual block is missing it gives little at a time, so that there is input left to complete
+    /// the rest with. The rest is then asked for at once.
+    int request(int outFrames) const {
+        const int most = std::min(mostFrames, mostSamples / channels);
+        if (outFrames >= usualBlock)
+            return std::min(smallStep, most);
+        const double end = (made + outFrames) * (inRate / outRate) + converter->heldBack();
+        return boundedInteger(std::ceil(end - fed), 1, most);
     }
 
     void takeInput(int frames) {
-        converter.push(input.data(), static_cast<size_t>(frames), waiting);
-        if (frames < asked)
-            converter.finish(waiting);
+        converter->push(input.data(), static_cast<size_t>(frames), waiting);
+        fed += frames;
+        made += static_cast<double>(waiting.frames());
+        if (frames < asked) {
+            converter->finish(waiting);
+            converter.reset();
+        }
         asked = 0;
     }
 
     double inRate = 0.0;
     double outRate = 0.0;
-    ConversionQuality quality = ConversionQuality::high;
-    RateConverter converter; ///< stopped when the input has ended
-    Forecast forecast;
+    bool isFine = false;
+    std::unique_ptr<RateConverter> converter; ///< null when the input has ended
     FrameQueue waiting;
     std::vector<double> input; ///< the room that Prepare gives
     int channels = 0;          ///< of the present stream; 0 without one
     int asked = 0;             ///< frames of the Prepare that no Out has answered yet
-    int largestWanted = 0;     ///< output frames of the greatest Prepare of this stream
+    double fed = 0.0;          ///< input frames of this stream
+    double made = 0.0;         ///< output frames of this stream
 };
 
 } // namespace

@@ -1,46 +1,54 @@
 #include "workbench/services/transforms.h"
 
-#include "workbench/services/transform_wisdom.h"
+#include "workbench/services/transforms_kernel.h"
 
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cmath>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <fftw3.h>
-#include <memory>
 #include <mutex>
 #include <numbers>
-#include <numeric>
+#include <utility>
 #include <vector>
 
 namespace tonvale::workbench {
 
 namespace {
 
-constexpr int smallestSize = 32;
-constexpr int largestSize = 32768;
+constexpr int largestSize = 131072;
+/// Smaller ones are too short for vectors.
+constexpr int smallestKernelSize = 16;
 
-/// A real transform runs on the complex one of half its size.
-constexpr int smallestPlan = smallestSize / 2;
-constexpr int firstPlan = std::countr_zero(static_cast<unsigned>(smallestPlan));
-constexpr int planSizes = std::countr_zero(static_cast<unsigned>(largestSize)) - firstPlan + 1;
+constexpr int smallestPairs = 16;
+constexpr int largestPairs = 32768;
 
-bool isOffered(int n) {
-    return n >= smallestSize && n <= largestSize && std::has_single_bit(static_cast<unsigned>(n));
+bool isPowerOfTwo(int n, int least, int most) {
+    return n >= least && n <= most && std::has_single_bit(static_cast<unsigned>(n));
 }
 
-/// The plans of one size: [inverse][unaligned].
-using PlanSet = std::array<std::array<fftw_plan, 2>, 2>;
+/// Point k of the circle, e^(-2 pi i k / n).
+std::pair<double, double> circlePoint(int k, int n) {
+    const long double angle = -2.0L * std::numbers::pi_v<long double> * k / n;
+    return {static_cast<double>(std::cos(angle)), static_cast<double>(std::sin(angle))};
+}
 
-/// Process-wide: written by prepareTransforms under its lock, read-only once `ready` is set. Plans
-/// live as long as the process, since a transform may be running on any thread to its end.
+const TransformKernel &kernelFor(Instructions allowed) {
+#if defined(__x86_64__)
+    if (allowed == Instructions::best && __builtin_cpu_supports("avx2"))
+        return avx2Transform;
+#endif
+    static_cast<void>(allowed);
+    return baselineTransform;
+}
+
+/// Process-wide: written by prepareTransforms under its lock, read-only once `ready` is set. The
+/// tables live as long as the process, since a transform may be running on any thread to its end.
 struct Transforms {
-    std::array<PlanSet, planSizes> plans{};
-    /// e^(-2 pi i k / largestSize) for the first half of the circle.
-    std::vector<double> circle;
+    std::vector<double> factorsBySize[32];
+    TransformFactors factors{};
+    /// The tables for all counts of pairs: that for m of them begins at entry m.
+    std::vector<int> permutations;
+    std::atomic<const TransformKernel *> kernel{&kernelFor(Instructions::best)};
     std::atomic<bool> ready = false;
 };
 
@@ -49,69 +57,83 @@ Transforms &transforms() {
     return *instance;
 }
 
-/// Makes one plan; answers whether it had to be measured. Memory of the ordinary allocator is
-/// aligned, so what lies elsewhere isn't worth doubling the seconds that measuring takes.
-bool plan(fftw_plan &out, fftw_complex *points, int n, int inverse, int unaligned) {
-    const int sign = inverse ? FFTW_BACKWARD : FFTW_FORWARD;
-    if (unaligned) {
-        out = fftw_plan_dft_1d(n, points, points, sign, FFTW_ESTIMATE | FFTW_UNALIGNED);
-        return false;
-    }
-    out = fftw_plan_dft_1d(n, points, points, sign, FFTW_MEASURE | FFTW_WISDOM_ONLY);
-    if (out)
-        return false;
-    out = fftw_plan_dft_1d(n, points, points, sign, FFTW_MEASURE);
-    return true;
+std::vector<double> makeFactors(int n) {
+    std::vector<double> factors;
+    const int powers = n >= TransformFactors::squaringSize ? 1 : 3;
+    for (int i = 0; i < n / 4; i += 2)
+        for (int power = 1; power <= powers; ++power)
+            for (int neighbour = 0; neighbour < 2; ++neighbour) {
+                const auto [re, im] = circlePoint(power * (i + neighbour), n);
+                factors.push_back(re);
+                factors.push_back(im);
+            }
+    return factors;
 }
 
-bool planAll(Transforms &all) {
-    const std::unique_ptr<fftw_complex, void (*)(void *)> points(fftw_alloc_complex(largestSize),
-                                                                 fftw_free);
-    if (!points)
-        return false;
-    bool measured = false;
-    for (int size = 0; size < planSizes; ++size)
-        for (int inverse = 0; inverse < 2; ++inverse)
-            for (int unaligned = 0; unaligned < 2; ++unaligned)
-                measured |= plan(all.plans[static_cast<size_t>(size)][static_cast<size_t>(inverse)]
-                                          [static_cast<size_t>(unaligned)],
-                                 points.get(), smallestPlan << size, inverse, unaligned);
-    return measured;
-}
-
-void fillCircle(std::vector<double> &circle) {
-    circle.resize(largestSize);
-    for (size_t k = 0; k < largestSize / 2; ++k) {
-        const double angle = -2.0 * std::numbers::pi * static_cast<double>(k) / largestSize;
-        circle[2 * k] = std::cos(angle);
-        circle[2 * k + 1] = std::sin(angle);
+/// Bins of `points` points in bit-reversed order.
+void appendPermutation(std::vector<int> &tables, int points) {
+    const size_t begin = tables.size();
+    tables.push_back(0);
+    for (int half = points / 2; half >= 1; half /= 2) {
+        const size_t known = tables.size() - begin;
+        for (size_t k = 0; k < known; ++k)
+            tables.push_back(tables[begin + k] + half);
     }
 }
 
-void execute(const Transforms &all, double *points, int n, int inverse) {
-    const auto size = static_cast<size_t>(std::countr_zero(static_cast<unsigned>(n)) - firstPlan);
-    const size_t unaligned = fftw_alignment_of(points) == 0 ? 0 : 1;
-    const fftw_plan chosen = all.plans[size][inverse ? 1 : 0][unaligned];
-    auto *complexPoints = reinterpret_cast<fftw_complex *>(points);
-    if (chosen)
-        fftw_execute_dft(chosen, complexPoints, complexPoints);
+/// Below 16 points: radix 2, with the bins where the larger transforms have them.
+void transformFew(double *points, int n, bool isInverse) {
+    const auto butterflies = [&](int size) {
+        for (int at = 0; at < n; at += size)
+            for (int i = 0; i < size / 2; ++i) {
+                auto [re, im] = circlePoint(i, size);
+                double *a = points + 2 * (at + i), *b = a + size;
+                if (isInverse) {
+                    const double turnedRe = b[0] * re + b[1] * im;
+                    const double turnedIm = b[1] * re - b[0] * im;
+                    b[0] = a[0] - turnedRe;
+                    b[1] = a[1] - turnedIm;
+                    a[0] += turnedRe;
+                    a[1] += turnedIm;
+                } else {
+                    const double differenceRe = a[0] - b[0], differenceIm = a[1] - b[1];
+                    a[0] += b[0];
+                    a[1] += b[1];
+                    b[0] = differenceRe * re - differenceIm * im;
+                    b[1] = differenceRe * im + differenceIm * re;
+                }
+            }
+    };
+    if (isInverse) {
+        for (int size = 2; size <= n; size *= 2)
+            butterflies(size);
+    } else {
+        for (int size = n; size >= 2; size /= 2)
+            butterflies(size);
+    }
+}
+
+void execute(const Transforms &all, double *points, int n, bool isInverse) {
+    if (n < smallestKernelSize)
+        return transformFew(points, n, isInverse);
+    const TransformKernel &kernel = *all.kernel.load(std::memory_order_relaxed);
+    (isInverse ? kernel.inverse : kernel.forward)(points, n, all.factors);
 }
 
 /// Turns the spectrum Z of the complex signal x[2k] + i x[2k + 1], m points, into the spectrum X of
 /// x up to bin m, with X[m] in the imaginary part of X[0]. With even part E[k] = (Z[k] + Z*[m-k]) /
 /// 2 and odd part O[k] = (Z[k] - Z*[m-k]) / 2i: X[k] = E[k] + e^(-i pi k / m) O[k], and X[m-k] =
-/// (E[k] - e^(-i pi k / m) O[k])*.
-void separate(double *z, int m, const double *circle) {
+/// (E[k] - e^(-i pi k / m) O[k])*. Bin k lies at place[k].
+void separate(double *z, int m, const int *place) {
     const double first = z[0];
     z[0] = first + z[1];
     z[1] = first - z[1];
-    const int stride = largestSize / (2 * m);
     for (int k = 1; k <= m / 2; ++k) {
-        double *a = z + 2 * k;
-        double *b = z + 2 * (m - k);
+        double *a = z + 2 * place[k];
+        double *b = z + 2 * place[m - k];
         const double evenRe = 0.5 * (a[0] + b[0]), evenIm = 0.5 * (a[1] - b[1]);
         const double oddRe = 0.5 * (a[1] + b[1]), oddIm = 0.5 * (b[0] - a[0]);
-        const double re = circle[2 * k * stride], im = circle[2 * k * stride + 1];
+        const auto [re, im] = circlePoint(k, 2 * m);
         const double turnedRe = oddRe * re - oddIm * im, turnedIm = oddRe * im + oddIm * re;
         a[0] = evenRe + turnedRe;
         a[1] = evenIm + turnedIm;
@@ -128,42 +150,42 @@ void prepareTransforms() {
     std::scoped_lock scope(lock);
     if (all.ready.load(std::memory_order_acquire))
         return;
-    fftw_import_wisdom_from_string(readWisdom().c_str());
-    if (planAll(all)) {
-        if (const std::unique_ptr<char, void (*)(void *)> wisdom(fftw_export_wisdom_to_string(),
-                                                                 std::free);
-            wisdom)
-            writeWisdom(wisdom.get());
+    for (int n = smallestKernelSize; n <= largestSize; n *= 2) {
+        const auto bits = static_cast<size_t>(std::countr_zero(static_cast<unsigned>(n)));
+        all.factorsBySize[bits] = makeFactors(n);
+        all.factors.bySize[bits] = all.factorsBySize[bits].data();
     }
-    fillCircle(all.circle);
+    all.permutations.push_back(0);
+    for (int pairs = 1; pairs <= largestPairs; pairs *= 2)
+        appendPermutation(all.permutations, pairs);
     all.ready.store(true, std::memory_order_release);
 }
 
 void fft(double *points, int n, int inverse) {
     const Transforms &all = transforms();
-    if (points && isOffered(n) && all.ready.load(std::memory_order_acquire))
-        execute(all, points, n, inverse);
+    if (points && isPowerOfTwo(n, 2, largestSize) && all.ready.load(std::memory_order_acquire))
+        execute(all, points, n, inverse != 0);
 }
 
 void fftReal(double *values, int n, int inverse) {
     const Transforms &all = transforms();
-    if (!values || !isOffered(n) || inverse || !all.ready.load(std::memory_order_acquire))
+    if (!values || inverse || !isPowerOfTwo(n, 2 * smallestPairs, largestPairs) ||
+        !all.ready.load(std::memory_order_acquire))
         return;
-    execute(all, values, n / 2, 0);
-    separate(values, n / 2, all.circle.data());
+    execute(all, values, n / 2, false);
+    separate(values, n / 2, fftPermutation(n / 2));
 }
 
 const int *fftPermutation(int pairs) {
-    // Bins are in natural order, so one table serves every size.
-    static const auto natural = [] {
-        std::array<int, largestSize> table{};
-        std::iota(table.begin(), table.end(), 0);
-        return table;
-    }();
-    if (pairs < smallestPlan || pairs > largestSize ||
-        !std::has_single_bit(static_cast<unsigned>(pairs)))
+    const Transforms &all = transforms();
+    if (!isPowerOfTwo(pairs, smallestPairs, largestPairs) ||
+        !all.ready.load(std::memory_order_acquire))
         return nullptr;
-    return natural.data();
+    return all.permutations.data() + pairs;
+}
+
+void restrictTransforms(Instructions allowed) {
+    transforms().kernel = &kernelFor(allowed);
 }
 
 } // namespace tonvale::workbench

@@ -65,9 +65,6 @@ std::filesystem::path programFolder(const char *variable, const char *usualPlace
 std::filesystem::path configFolder() {
     return programFolder("XDG_CONFIG_HOME", ".config");
 }
-std::filesystem::path cacheFolder() {
-    return programFolder("XDG_CACHE_HOME", ".cache");
-}
 std::filesystem::path dataFolder() {
     return programFolder("XDG_DATA_HOME", ".local/share");
 }

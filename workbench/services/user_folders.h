@@ -10,7 +10,6 @@ namespace tonvale::workbench {
 // user has no home.
 
 std::filesystem::path configFolder(); ///< $XDG_CONFIG_HOME/tonvale, ~/.config/tonvale
-std::filesystem::path cacheFolder();  ///< $XDG_CACHE_HOME/tonvale, ~/.cache/tonvale
 std::filesystem::path dataFolder();   ///< $XDG_DATA_HOME/tonvale, ~/.local/share/tonvale
 
 } // namespace tonvale::workbench

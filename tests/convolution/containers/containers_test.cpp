@@ -3,138 +3,165 @@
 #include "convolution/containers/impulse_buffer.h"
 #include "convolution/containers/raw_memory.h"
 
+#include "test_host/refusal_sweep.h"
 #include "test_host/test_host.h"
 
 #include <algorithm>
 #include <deque>
 #include <gtest/gtest.h>
+#include <optional>
 #include <random>
 #include <vector>
 
 namespace tonvale::test {
 namespace {
 
-/// What a HeapBuffer owns, by its rule of growth alone.
-struct GrowthModel {
-    int64_t capacity = 0, size = 0, granularity = 4096;
-
-    void resize(int64_t wanted, bool allowShrink) {
-        if (wanted == size)
-            return;
-        int64_t lower = 0;
-        if (allowShrink && wanted < size)
-            lower = std::max<int64_t>(1, std::min(capacity / 2, capacity - 4 * granularity));
-        size = wanted;
-        if (wanted >= lower && wanted <= capacity)
-            return;
-        const int64_t half = std::max(wanted / 2, granularity);
-        capacity = wanted + half;
-        if (granularity >= 4096) {
-            const int64_t slack = std::clamp<int64_t>(half / 4096 * 4096, 4096, 0x400000);
-            capacity = (slack + wanted + 96) / 4096 * 4096 - 96;
-        }
-        if (wanted == 0)
-            capacity = 0;
-    }
-};
-
-TEST(HeapBuffer, FollowsItsRuleThroughRandomResizesAndKeepsItsBytes) {
-    for (const auto &[size, capacity] :
-         {std::pair{1, 4000}, {3145728, 4718496}, {20000000, 24190880}, {-1, 0}}) {
-        HeapBuffer listed;
-        listed.resize(size, false);
-        EXPECT_EQ(listed.getCapacity(), capacity);
-    }
+TEST(HeapBuffer, KeepsItsBytesAndMovesToABlockWithSlackOnlyWhereItMustOrShould) {
     std::mt19937 random(1);
     for (const int32_t granularity : {4096, 65536, 256}) {
         HeapBuffer buffer(granularity);
-        GrowthModel model{.granularity = granularity};
         std::vector<char> content;
-        for (int i = 0; i < 2000; ++i) {
-            const auto size = static_cast<int32_t>(random() % (1u << random() % 20));
+        for (int i = 0; i < 400; ++i) {
+            const int32_t held = buffer.getSize(), before = buffer.getCapacity();
+            const auto size = static_cast<int32_t>(
+                random() % (i % 2 ? 1u << random() % 26 : static_cast<uint32_t>(held) + 1));
             const bool allowShrink = random() % 2 == 0;
             auto *data = static_cast<char *>(buffer.resize(size, allowShrink));
-            model.resize(size, allowShrink);
-            ASSERT_EQ(buffer.getSize(), model.size);
-            ASSERT_EQ(buffer.getCapacity(), model.capacity) << size << " of " << granularity;
+            ASSERT_EQ(buffer.getSize(), size);
             ASSERT_EQ(data != nullptr, size > 0);
+
+            const bool isIdle = 2 * int64_t{size} < before && size < before - 4 * granularity;
+            const bool stays = size <= before && !(allowShrink && size < held && isIdle);
+            const int32_t most = granularity < 4096 ? INT32_MAX : 1 << 22;
+            const int32_t slack = std::clamp(size / 2, granularity, most);
+            if (stays && size > 0) {
+                ASSERT_EQ(buffer.getCapacity(), before);
+            } else if (size > 0) {
+                ASSERT_NEAR(buffer.getCapacity(), size + slack, 8192) << size;
+            }
+
             const auto kept = std::min<ptrdiff_t>(size, std::ssize(content));
             ASSERT_TRUE(std::equal(content.begin(), content.begin() + kept, data));
             content.resize(static_cast<size_t>(size), static_cast<char>(i));
             std::copy(content.begin() + kept, content.end(), data + kept);
         }
+        for (const int32_t none : {-1, -2}) {
+            buffer.resize(none, true);
+            EXPECT_TRUE(buffer.getSize() == 0 && buffer.getCapacity() == 0);
+        }
     }
 }
 
-size_t refusals = 0, lastRequest = 0, requests = 0;
+size_t asked = 0;
 
-/// Refuses the next `refusals` requests.
-bool countingGate(size_t bytes) {
-    lastRequest = bytes;
-    ++requests;
-    return refusals == 0 || --refusals == SIZE_MAX;
-}
-
-struct Memory : testing::Test {
-    Memory() { setAllocationGate(countingGate); }
-    ~Memory() override {
-        refusals = 0;
-        setAllocationGate(nullptr);
-    }
-};
-
-TEST_F(Memory, RefusedForAHeapBufferIsAskedForAnewAndElseLeavesItAsItWas) {
+TEST(HeapBuffer, AsksAnewWhereABlockCanNotGrowAndElseStaysAsItWas) {
     HeapBuffer buffer;
     auto *before = static_cast<char *>(buffer.resize(8096, false));
     std::fill_n(before, 8096, 'x');
     // Near the end of the range no sum wraps, whatever the size asked for.
     for (const int32_t size : {50000, 0x7FE00000, INT32_MAX - 4096, INT32_MAX}) {
-        refusals = 2;
+        setAllocationGate([](size_t bytes) {
+            asked = bytes;
+            return false;
+        });
         EXPECT_EQ(buffer.resize(size, false), before);
+        setAllocationGate(nullptr);
         EXPECT_EQ(buffer.getSize(), 8096);
-        EXPECT_TRUE(lastRequest >= static_cast<size_t>(size) && lastRequest <= INT32_MAX) << size;
+        EXPECT_TRUE(asked >= static_cast<size_t>(size) && asked <= INT32_MAX) << size;
     }
-    refusals = 1;
+    const AllocationLimit limit({.from = 0, .until = 1});
     const auto *moved = static_cast<char *>(buffer.resize(50000, false));
     EXPECT_EQ(buffer.getSize(), 50000);
     EXPECT_EQ(std::count(moved, moved + 8096, 'x'), 8096);
 }
 
-TEST_F(Memory, RefusedForAListOrQueueAddsNothing) {
-    int item = 0;
-    PointerList<int> list;
-    FifoBuffer fifo;
-    BlockQueue queue;
-    refusals = 4;
-    EXPECT_FALSE(list.add(&item));
-    EXPECT_EQ(fifo.add(&item, sizeof item), nullptr);
-    refusals = 1;
-    EXPECT_EQ(queue.add(&item, sizeof item), nullptr);
-    EXPECT_EQ(list.getSize() + fifo.getAvailable() + queue.getAvailable(), 0);
-    queue.add(&item, sizeof item);
-    EXPECT_EQ(queue.add(&item, 0), nullptr);
-    EXPECT_EQ(queue.add(&item, INT32_MAX), nullptr);
+TEST(AllocationLimit, RefusesEveryFormOfNewButToTheHost) {
+    static constexpr std::align_val_t wide{64};
+    static constexpr auto isNull = [](void *block, auto... alignment) {
+        const bool result = !block;
+        ::operator delete(block, alignment...);
+        return result;
+    };
+    bool (*const forms[])() = {
+        [] { return isNull(::operator new(1)); },
+        [] { return isNull(::operator new(1, std::nothrow)); },
+        [] { return isNull(::operator new(1, wide), wide); },
+        [] { return isNull(::operator new(1, wide, std::nothrow), wide); },
+    };
+    const auto isRefused = [&](int64_t form) {
+        try {
+            return forms[form]();
+        } catch (const std::bad_alloc &) {
+            return true;
+        }
+    };
+    forEachRefusedRequest(10, [&](const Refusal &refusal) {
+        const AllocationLimit limit(refusal);
+        for (int64_t i = 0; i < std::ssize(forms); ++i) {
+            EXPECT_EQ(isRefused(i), i >= refusal.from && i < refusal.until) << i;
+            const HostSide host;
+            EXPECT_FALSE(isRefused(i));
+        }
+    });
 }
 
-TEST_F(Memory, RefusedForAnImpulseEmptiesAllItsChannels) {
-    ImpulseBuffer impulse;
-    impulse.setNumChannels(3, false);
-    for (const int granted : {0, 1, 2}) {
+TEST(Containers, AddAllOrNothingWhereMemoryIsRefused) {
+    forEachRefusedRequest(20, [](const Refusal &refusal) {
+        int item = 0;
+        char bytes[9008];
+        PointerList<int> list;
+        FifoBuffer fifo;
+        BlockQueue queue;
+        int32_t added = 0;
+        {
+            const AllocationLimit limit(refusal);
+            added += list.add(&item);
+            for (const int32_t count : {8, 9000}) {
+                added += fifo.add(nullptr, count) ? count : 0;
+                added += queue.add(nullptr, count) ? count : 0;
+            }
+        }
+        EXPECT_EQ(list.getSize() + fifo.getAvailable() + queue.getToBuffer(0, bytes, 9008), added);
+    });
+}
+
+TEST(ImpulseBuffer, HasChannelsOfOneLengthWhateverIsRefused) {
+    forEachRefusedRequest(20, [](const Refusal &refusal) {
+        ImpulseBuffer impulse;
+        impulse.setNumChannels(2, false);
         EXPECT_EQ(impulse.setLength(100), 100);
-        const AllocationLimit limit(granted);
-        EXPECT_EQ(impulse.setLength(100000), 0);
-        for (const int32_t i : {0, 1, 2})
-            EXPECT_EQ(impulse.getChannelLength(i), 0);
-    }
+        {
+            const AllocationLimit limit(refusal);
+            impulse.setNumChannels(3, true);
+            impulse.setLength(100000);
+        }
+        EXPECT_GE(impulse.getNumChannels(), 2);
+        EXPECT_TRUE(impulse.getLength() == 0 || impulse.getLength() == 100000);
+        for (const int32_t i : {1, 2})
+            EXPECT_EQ(impulse.getChannelLength(i), impulse.getLength());
+    });
 }
 
-TEST_F(Memory, IsNotAskedForByQueuesInSteadyState) {
+TEST(ImpulseBuffer, AsksForNoMemoryThatAllChannelsTogetherMayNotHave) {
+    constexpr int32_t channels = 128, longest = (1 << 28) / channels;
+    ImpulseBuffer impulse;
+    impulse.setNumChannels(channels, false);
+    const AllocationLimit limit(INT64_MAX, 1 << 20);
+    EXPECT_EQ(impulse.setLength(longest), 0);
+    EXPECT_EQ(limit.refused(), 0);
+    EXPECT_EQ(impulse.setLength(longest - 1), 0);
+    EXPECT_GT(limit.refused(), 0) << "what they may have is asked for";
+    EXPECT_EQ(impulse.setLength(100), 100);
+}
+
+TEST(Containers, AskForNoMemoryInSteadyState) {
     std::vector<char> data(200000);
     FifoBuffer fifo;
     BlockQueue queue;
+    std::optional<AllocationLimit> limit;
     for (int i = 0; i < 3000; ++i) {
         if (i == 600)
-            requests = 0;
+            limit.emplace(0);
         const int32_t bytes = 1 + i % 300 * 7919 % 60000;
         fifo.add(data.data(), bytes);
         queue.add(data.data(), bytes);
@@ -143,16 +170,14 @@ TEST_F(Memory, IsNotAskedForByQueuesInSteadyState) {
         fifo.compact(false, false);
         queue.advance(std::max(queue.getAvailable() - left, 0));
     }
-    EXPECT_EQ(requests, 0u);
+    EXPECT_EQ(limit->refused(), 0);
 
     // A block that is too small for what comes next is given up, not kept.
+    limit.emplace(Refusal{.above = 100100});
     queue.clear();
-    requests = 0;
-    queue.add(nullptr, 100000);
+    queue.add(nullptr, 70000);
     queue.clear();
-    queue.add(data.data(), 100000);
-    EXPECT_EQ(requests, 1u);
-    EXPECT_EQ(lastRequest, 100008u);
+    EXPECT_NE(queue.add(data.data(), 100000), nullptr);
 }
 
 /// Random appends and reads of 1 to 200,000 bytes against a plain queue.
@@ -195,6 +220,7 @@ TEST(FifoBuffer, IsAQueueWhateverIsCompacted) {
     EXPECT_EQ(fifo.get(), start);
     fifo.advance(INT32_MAX);
     EXPECT_EQ(fifo.add("xy", 2), start);
+    EXPECT_EQ(fifo.add("xy", -1), nullptr);
 }
 
 TEST(BlockQueue, IsAQueueAcrossPartlyFilledBlocks) {
@@ -204,6 +230,10 @@ TEST(BlockQueue, IsAQueueAcrossPartlyFilledBlocks) {
         EXPECT_EQ(std::ssize(out), std::min(bytes, queue.getAvailable() - offset));
         return out;
     });
+    BlockQueue queue;
+    queue.add("x", 1);
+    EXPECT_EQ(queue.add("x", 0), nullptr);
+    EXPECT_EQ(queue.add("x", INT32_MAX), nullptr);
 }
 
 TEST(ImpulseBuffer, CopiesChannelsInRotationAndAnswersMissingOnesWithTheFirst) {

@@ -1,16 +1,43 @@
 #include "workbench/cli/program_run.h"
-#include "workbench/cli/sound_file.h"
+#include "workbench/sounds.h"
 
+#include <cmath>
 #include <csignal>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <numbers>
 #include <thread>
+#include <tuple>
 
 namespace tonvale::test {
 namespace {
 
 // A response is stored in single precision; these responses have a few hundred samples near 1.
 constexpr double convolutionError = 1e-4;
+
+/// sum over k of a[k] b[n - k], of length a + b - 1.
+Samples convolved(const Samples &a, const Samples &b) {
+    Samples result(a.size() + b.size() - 1);
+    for (size_t i = 0; i < a.size(); ++i)
+        for (size_t k = 0; k < b.size(); ++k)
+            result[i + k] += a[i] * b[k];
+    return result;
+}
+
+/// A direct sound behind `delay` samples, then noise that falls by 60 dB.
+Samples room(size_t delay, size_t frames, uint32_t seed) {
+    Samples samples = noise(delay + frames, seed);
+    std::fill_n(samples.begin(), delay, 0.0);
+    for (size_t i = 0; i < frames; ++i)
+        samples[delay + i] *= 0.2 * std::pow(1e-3, static_cast<double>(i) / frames);
+    samples[delay] = 0.8;
+    return samples;
+}
+
+/// `sound` must have these channels, to within `error`.
+void expectSound(const Sound &sound, const std::vector<Samples> &channels, double error) {
+    ASSERT_EQ(sound.channels.size(), channels.size());
+    for (size_t c = 0; c < channels.size(); ++c)
+        EXPECT_LE(largestDifference(sound.channels[c], channels[c]), error) << "channel " << c;
+}
 
 class SoundingCommands : public testing::Test {
   protected:
@@ -75,9 +102,9 @@ TEST_F(SoundingCommands, RenderKeepsTheDrySignalInPlaceAndLetsTheWetOneLead) {
 TEST_F(SoundingCommands, RenderGoesOnBehindTheInputForAsLongAsAskedFor) {
     writeSound(in, {1000, {noise(400, 12)}});
     writeSound(response, {1000, {noise(300, 13)}});
-    EXPECT_EQ(render({"--ir", response}).frames(), 699u);
-    EXPECT_EQ(render({"--ir", response, "--tail", "0"}).frames(), 400u);
-    EXPECT_EQ(render({"--ir", response, "--tail", "1.5"}).frames(), 1900u);
+    for (const auto &[tail, frames] :
+         {std::pair{Words{}, 699u}, {{"--tail", "0"}, 400u}, {{"--tail", "1.5"}, 1900u}})
+        EXPECT_EQ(render(Words{"--ir", response} + tail).channels[0].size(), frames);
 }
 
 TEST_F(SoundingCommands, RenderRunsFilesAndStagesInTheOrderOfTheLine) {
@@ -163,6 +190,46 @@ TEST_F(SoundingCommands, ImpulseRunsGeneratorsAtTheRateAskedFor) {
     // A response of a single sample.
     expectSound(impulse({"--rate", "1000", "--stage", "ECHOGEN 0 1 10 0.5 0.5 0 0.5"}), {{0.5}},
                 1e-6);
+}
+
+TEST_F(SoundingCommands, MeasuringGivesBackARoomFromItsStartOrFromItsFirstSound) {
+    const std::string tone = folder.file("tone.wav");
+    const Sound known{48000, {room(300, 5000, 1), room(700, 4600, 2)}};
+    writeSound(response, known);
+    runWell({"tone", tone, "--rate", "48000"});
+    runWell({"render", tone, in, "--ir", response, "--wet", "-20", "--dry", "-inf"});
+    for (const auto &[floor, start] : {std::pair{"-150", 0}, {"-120", 300}}) {
+        const Sound got = run({"deconvolve", in, tone, out, "--floor", floor});
+        ASSERT_EQ(got.channels.size(), 2u);
+        for (size_t c = 0; c < 2; ++c) {
+            Samples expected(known.channels[c].begin() + start, known.channels[c].end());
+            expected.resize(got.channels[c].size());
+            for (double &sample : expected)
+                sample *= 0.1;
+            // -150 dB below the peak of 0.08.
+            EXPECT_LT(largestDifference(got.channels[c], expected), 2.5e-9);
+        }
+    }
+}
+
+TEST_F(SoundingCommands, ToneTakesAnyPositiveLengthAndRate) {
+    // The last two would be too much for a file if the size were reckoned otherwise.
+    const std::tuple<Words, int, size_t, double> cases[] = {
+        {{}, 44100, 176400, 44100.0},
+        {{"--length", "0.25", "--rate", "4800.5"}, 4800, 1200, 4800.5},
+        {{"--length", "0.00001"}, 44100, 0, 44100.0},
+        {{"--length", "6e6", "--rate", "0.01"}, 1, 60000, 0.01},
+        {{"--length", "1e-6", "--rate", "1e7"}, 10000000, 10, 1e7},
+    };
+    for (const auto &[words, fileRate, frames, rate] : cases) {
+        const Sound tone = run(Words{"tone", out} + words);
+        EXPECT_EQ(tone.rate, fileRate);
+        ASSERT_EQ(tone.channels.size(), 1u);
+        ASSERT_EQ(tone.channels[0].size(), frames);
+        if (frames > 0) {
+            EXPECT_NEAR(tone.channels[0][1], std::sin(std::numbers::pi * 40.0 / rate), 1e-11);
+        }
+    }
 }
 
 TEST(ListingCommands, ShowWhatTheModuleHas) {

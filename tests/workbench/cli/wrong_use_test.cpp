@@ -1,9 +1,7 @@
 #include "workbench/cli/program_run.h"
-#include "workbench/cli/sound_file.h"
+#include "workbench/sounds.h"
 
 #include <algorithm>
-#include <fstream>
-#include <gtest/gtest.h>
 
 namespace tonvale::test {
 namespace {
@@ -17,13 +15,14 @@ class WrongUse : public testing::Test {
     TestFolder folder;
     std::string voice = folder.file("voice.wav");
     std::string out = folder.file("out.wav");
+    std::string program = TONVALE_PROGRAM;
 
     void SetUp() override { writeSound(voice, {48000, {noise(100, 1)}}); }
 
     /// The program must end with `status`, say `reason` in one line, and leave the folder alone.
     void expectRefused(const Words &words, int status, const std::string &reason) {
         const auto before = namesIn(folder);
-        const ProgramResult result = runProgram(words);
+        const ProgramResult result = runProgram(words, program);
         EXPECT_EQ(result.status, status) << result.errors;
         EXPECT_TRUE(result.errors.starts_with("tonvale: ")) << result.errors;
         EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
@@ -69,7 +68,8 @@ TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
     // More than 4 GiB, more than a double, and more bytes a second than the header can hold.
     for (const auto &[seconds, rate] :
          {std::pair{"24500", "44100"}, {"1e300", "1e300"}, {"1e-12", "2e9"}})
-        expectRefused({"tone", out, "--length", seconds, "--rate", rate}, failed, "out.wav: ");
+        expectRefused({"tone", out, "--length", seconds, "--rate", rate}, failed,
+                      "more than a WAV file can hold");
 }
 
 TEST_F(WrongUse, OfAnInputAsOutputLeavesTheInputWhole) {
@@ -123,6 +123,27 @@ TEST_F(WrongUse, OfASavedStateWhoseFileHasGoneIsNamedInOneLine) {
     runWell({"render", voice, out, "--ir", room, "--save-state", state});
     std::filesystem::remove(room);
     expectRefused({"render", voice, out, "--load-state", state}, failed, "room.wav");
+}
+
+TEST_F(WrongUse, OfAModuleThatIsNoneOfThisKindIsNamedInOneLine) {
+    const std::string bytes =
+        contents(std::filesystem::path(program).replace_filename("tonvale.so"));
+    program = folder.file("tonvale");
+    std::filesystem::copy(TONVALE_PROGRAM, program);
+    expectRefused({"stages"}, failed, "tonvale.so");
+    // What made a record of another kind can't be ended.
+    setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
+    // The name of the entry point, then the mark of the record that it makes.
+    const std::pair<std::string, std::string> spoilt[] = {
+        {"VSTPluginMain", "has no VSTPluginMain"}, {"PtsV", "isn't one that this host can run"}};
+    for (const auto &[mark, reason] : spoilt) {
+        std::string module = bytes;
+        for (size_t at = 0; (at = module.find(mark, at)) != std::string::npos;)
+            module[at] = '?';
+        std::ofstream(folder.file("tonvale.so"), std::ios::binary) << module;
+        expectRefused({"stages"}, failed, reason);
+    }
+    unsetenv("LSAN_OPTIONS");
 }
 
 } // namespace

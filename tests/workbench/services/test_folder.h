@@ -3,7 +3,9 @@
 #include "text/file_path.h"
 
 #include <filesystem>
+#include <fstream>
 #include <random>
+#include <stdexcept>
 #include <string>
 
 namespace tonvale::workbench {
@@ -28,12 +30,10 @@ class TestFolder {
     const std::filesystem::path path;
 };
 
-/// Ends a host object as its owner does.
-struct Destroy {
-    template <class Object>
-    void operator()(Object *object) const {
-        object->destroy(1);
-    }
-};
+/// All bytes of a file; none where there is no such file.
+inline std::string contents(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
 
 } // namespace tonvale::workbench

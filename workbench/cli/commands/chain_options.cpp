@@ -1,13 +1,14 @@
 #include "workbench/cli/commands/chain_options.h"
 
 #include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/commands/state_file.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
 #include "workbench/cli/sound/sound_reader.h"
-#include "workbench/cli/state_file.h"
-#include "workbench/services/host.h"
+#include "workbench/services/path_resolver.h"
 
 #include <array>
+#include <cstdio>
 #include <filesystem>
 
 namespace tonvale::workbench {
@@ -19,12 +20,8 @@ constexpr const char *impulseFolder = "impulses";
 
 /// The path that a file loader will open for `path`.
 std::string resolved(const std::string &path) {
-    using Resolve = void (*)(const char *, char *, int, const char *);
-    const auto resolve = reinterpret_cast<Resolve>(hostFunction("resolve_fn2"));
     std::array<char, resolvedSize> out{};
-    if (resolve)
-        resolve(path.c_str(), out.data(), resolvedSize, impulseFolder);
-    out.back() = '\0';
+    resolvePath(path.c_str(), out.data(), resolvedSize, impulseFolder);
     return out.front() ? out.data() : path;
 }
 
@@ -35,6 +32,18 @@ std::string toldPath(const std::string &text) {
     if (!text.starts_with(start) || end < start.size())
         return {};
     return text.substr(start.size(), end - start.size());
+}
+
+/// The chain as the plug-in tells it, one text a stage, with "!" in front of a bypassed one.
+std::vector<std::string> chainTexts(Effect &effect) {
+    const auto bypassed = bypassedStages(effect.chunk());
+    std::vector<std::string> texts;
+    for (int i = 0; auto text = effect.stageText(i); ++i) {
+        const auto index = static_cast<size_t>(i);
+        const bool marked = bypassed && index < bypassed->size() && (*bypassed)[index];
+        texts.push_back((marked ? "!" : "") + *text);
+    }
+    return texts;
 }
 
 } // namespace
@@ -109,26 +118,26 @@ void ChainOptions::loadState(Effect &effect) {
 }
 
 void ChainOptions::loadStages(Effect &effect) const {
-    for (const std::string &line : lines)
+    for (const std::string &line : lines) {
         if (!effect.appendStage(line))
             throw Problem("stage '" + line + "': the plug-in can't make it");
+    }
 
     // The plug-in itself stays silent about a file of a saved state that has gone.
-    for (const std::string &text : chainTexts(effect))
+    for (const std::string &text : chainTexts(effect)) {
         if (const std::string path = toldPath(text); !path.empty())
             openMedia(resolved(path));
+    }
     effect.finishChainChange();
 }
 
-std::vector<std::string> chainTexts(Effect &effect) {
-    const auto bypassed = bypassedStages(effect.chunk());
-    std::vector<std::string> texts;
-    for (int i = 0; auto text = effect.stageText(i); ++i) {
-        const auto index = static_cast<size_t>(i);
-        const bool marked = bypassed && index < bypassed->size() && (*bypassed)[index];
-        texts.push_back((marked ? "!" : "") + *text);
-    }
-    return texts;
+void printChain(Effect &effect) {
+    const auto texts = chainTexts(effect);
+    for (size_t i = 0; i < texts.size(); ++i)
+        std::printf("%s %zu. %s\n", i ? "         " : "Chain    ", i + 1, texts[i].c_str());
+    if (texts.empty())
+        std::printf("Chain     empty\n");
+    std::fflush(stdout);
 }
 
 } // namespace tonvale::workbench

@@ -42,7 +42,7 @@ class ChainOptions {
     void readLines();
 };
 
-/// The chain as the plug-in tells it, one text a stage, with "!" in front of a bypassed one.
-std::vector<std::string> chainTexts(Effect &effect);
+/// Prints the chain as the plug-in tells it, one line a stage, with "!" in front of a bypassed one.
+void printChain(Effect &effect);
 
 } // namespace tonvale::workbench

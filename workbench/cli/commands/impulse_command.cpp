@@ -1,14 +1,13 @@
 #include "workbench/cli/commands/chain_options.h"
 #include "workbench/cli/commands/commands.h"
 #include "workbench/cli/commands/option_values.h"
+#include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
-#include "workbench/cli/progress_bar.h"
 #include "workbench/cli/sound/impulse_response.h"
 #include "workbench/cli/sound/sound_reader.h"
 #include "workbench/cli/sound/sound_writer.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace tonvale::workbench {
@@ -43,13 +42,9 @@ class ImpulseCommand {
         chain.loadState(effect);
         soloResponse(effect);
         chain.loadStages(effect);
-        const auto texts = chainTexts(effect);
-        if (texts.empty())
+        if (effect.stageCount() == 0)
             throw Problem("the chain is empty: --ir, --stage or --load-state fills it");
-        for (size_t i = 0; i < texts.size(); ++i)
-            std::printf("%s %zu. %s\n", i ? "         " : "Chain    ", i + 1, texts[i].c_str());
-        std::fflush(stdout);
-
+        printChain(effect);
         if (responseIsEmpty(effect))
             throw Problem("the chain makes an empty impulse response");
         const int channels = responseChannels(effect);
@@ -63,9 +58,7 @@ class ImpulseCommand {
             });
         }
         writer.finish();
-        std::printf("Wrote     %s: %s\n", output.c_str(), writer.description().c_str());
-        std::fflush(stdout);
-        writer.warnOfLoss();
+        writer.report();
     }
 
   private:

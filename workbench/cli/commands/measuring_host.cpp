@@ -4,8 +4,6 @@
 #include "workbench/cli/problem.h"
 #include "workbench/services/host.h"
 
-#include <cstdio>
-
 namespace tonvale::workbench {
 
 namespace {
@@ -73,9 +71,7 @@ void MeasuringHost::finish(MeasureOutcome outcome, const std::string &subject,
         throw Problem(subject + ": " + (message ? message : "nothing was written") + reason);
     }
     writer->finish();
-    std::printf("Wrote     %s: %s\n", name.c_str(), writer->description().c_str());
-    std::fflush(stdout);
-    writer->warnOfLoss();
+    writer->report();
 }
 
 } // namespace tonvale::workbench

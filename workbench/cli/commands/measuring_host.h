@@ -1,8 +1,8 @@
 #pragma once
 
 #include "measure/measure_outcome.h"
+#include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/output_file.h"
-#include "workbench/cli/progress_bar.h"
 #include "workbench/cli/sound/sound_writer.h"
 
 #include <memory>

@@ -1,9 +1,9 @@
 #include "workbench/cli/commands/chain_options.h"
 #include "workbench/cli/commands/commands.h"
 #include "workbench/cli/commands/option_values.h"
+#include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/commands/settings_options.h"
 #include "workbench/cli/output_file.h"
-#include "workbench/cli/progress_bar.h"
 #include "workbench/cli/sound/aligned_stream.h"
 #include "workbench/cli/sound/impulse_response.h"
 #include "workbench/cli/sound/sound_reader.h"
@@ -114,11 +114,7 @@ class RenderCommand {
     void describe(Effect &effect, const SoundReader &reader, int responses) const {
         std::printf("Read      %s: %s\n", input.c_str(),
                     soundShape(reader.sampleRate(), reader.channels(), reader.frames()).c_str());
-        const auto texts = chainTexts(effect);
-        for (size_t i = 0; i < texts.size(); ++i)
-            std::printf("%s %zu. %s\n", i ? "         " : "Chain    ", i + 1, texts[i].c_str());
-        if (texts.empty())
-            std::printf("Chain     empty\n");
+        printChain(effect);
         std::printf("Response  %d %s, latency %lld samples\n", responses,
                     responses == 1 ? "channel" : "channels",
                     static_cast<long long>(effect.latency()));
@@ -129,11 +125,9 @@ class RenderCommand {
     void report(const SoundReader &reader, const SoundWriter &writer, double seconds) const {
         const double length = static_cast<double>(reader.frames()) / reader.sampleRate();
         std::printf("Speed     %.1f times real time\n", length / std::max(seconds, 1e-6));
-        std::printf("Wrote     %s: %s\n", output.c_str(), writer.description().c_str());
         if (!savedState.empty())
             std::printf("Wrote     %s: the state\n", savedState.c_str());
-        std::fflush(stdout);
-        writer.warnOfLoss();
+        writer.report();
     }
 };
 

@@ -66,9 +66,10 @@ void SettingsOptions::addTo(CLI::App &command) {
     for (const Setting &setting : settings) {
         const auto take = [this, &setting](const std::string &text) {
             const auto value = settingValue(setting, text);
-            if (!value)
+            if (!value) {
                 throw CLI::ValidationError(setting.option,
                                            "'" + text + "' is " + expectation(setting));
+            }
             given[setting.parameter] = *value;
         };
         command.add_option_function<std::string>(setting.option, take, setting.help)
@@ -93,9 +94,10 @@ std::string settingsText(Effect &effect) {
 }
 
 const char *settingOption(int parameter) {
-    for (const Setting &setting : settings)
+    for (const Setting &setting : settings) {
         if (setting.parameter == parameter)
             return setting.option;
+    }
     return "";
 }
 

@@ -114,7 +114,7 @@ std::string readFile(const std::string &line, std::string_view rest) {
     const size_t length = rest.find(quoted ? quote : ' ');
     if (quoted && length == std::string_view::npos)
         refuse(line, "stage text cut short: the closing quote is missing");
-    const std::string path(rest.substr(0, length));
+    std::string path(rest.substr(0, length));
     if (path.empty())
         refuse(line, "the path is empty");
     rest.remove_prefix(length == std::string_view::npos ? rest.size() : length + 1);
@@ -133,12 +133,14 @@ void checkNumbers(const std::string &line, const StageKind &kind, std::string_vi
     if (words.empty())
         return;
     const auto wanted = std::to_string(kind.values.size());
-    if (words.size() < kind.values.size())
+    if (words.size() < kind.values.size()) {
         refuse(line, "stage text cut short: " + std::string(kind.key) + " has " + wanted +
                          " values and got " + std::to_string(words.size()));
-    if (words.size() > kind.values.size())
+    }
+    if (words.size() > kind.values.size()) {
         refuse(line, std::string(kind.key) + " has " + wanted + " values and got " +
                          std::to_string(words.size()));
+    }
     for (size_t i = 0; i < words.size(); ++i)
         requireNumber(line, words[i], kind.values[i].name, kind.key == channelToolKey);
 }
@@ -150,9 +152,10 @@ std::span<const StageKind> stageKinds() {
 }
 
 const StageKind *findStageKind(std::string_view key) {
-    for (const StageKind &kind : kinds)
+    for (const StageKind &kind : kinds) {
         if (key == kind.key)
             return &kind;
+    }
     return nullptr;
 }
 

@@ -19,10 +19,10 @@ double framesOf(MediaSource &source) {
 
 } // namespace
 
-MediaSourceOwner openMedia(const std::string &path) {
+HostObjectPtr<MediaSource> openMedia(const std::string &path) {
     if (path.empty())
         throw Problem("the name of the input file is missing");
-    MediaSourceOwner source(createMediaSource(path.c_str()));
+    HostObjectPtr<MediaSource> source(createMediaSource(path.c_str()));
     if (!source)
         throw Problem(path + ": " + mediaProblem(path.c_str()));
     if (!(framesOf(*source) >= 1.0))
@@ -34,9 +34,10 @@ SoundReader::SoundReader(const std::string &path)
     : source(openMedia(path)) {
     channelCount = source->GetNumChannels();
     rate = source->GetSampleRate();
-    if (channelCount < 1 || channelCount > channelLimit)
+    if (channelCount < 1 || channelCount > channelLimit) {
         throw Problem(path + ": has " + std::to_string(channelCount) +
                       " channels; 1 to 128 are possible");
+    }
     if (!(rate > 0.0) || !std::isfinite(rate))
         throw Problem(path + ": has no sample rate");
     frameCount = static_cast<int64_t>(std::min(framesOf(*source), mostFrames));

@@ -1,21 +1,15 @@
 #pragma once
 
-#include "host/host_objects.h"
+#include "host/host_object_ptr.h"
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace tonvale::workbench {
 
-struct MediaSourceEnd {
-    void operator()(MediaSource *source) const { source->destroy(1); }
-};
-using MediaSourceOwner = std::unique_ptr<MediaSource, MediaSourceEnd>;
-
 /// Opens a media file, or throws Problem with what is wrong with it.
-MediaSourceOwner openMedia(const std::string &path);
+HostObjectPtr<MediaSource> openMedia(const std::string &path);
 
 /// The most channels that the plug-in works with.
 constexpr int channelLimit = 128;
@@ -36,7 +30,7 @@ class SoundReader {
     void read(double *const *planes, int frames);
 
   private:
-    MediaSourceOwner source;
+    HostObjectPtr<MediaSource> source;
     int channelCount;
     double rate;
     int64_t frameCount;

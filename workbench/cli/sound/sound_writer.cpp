@@ -3,8 +3,8 @@
 #include "chain/decibels.h"
 #include "convolution/containers/bounded_integer.h"
 #include "workbench/cli/problem.h"
-#include "workbench/services/host.h"
 #include "workbench/services/media.h"
+#include "workbench/services/media_types.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,6 +23,13 @@ std::string formatted(const char *format, double value) {
     return text;
 }
 
+/// A level as "-3.0 dBFS", "-inf dBFS" for silence.
+std::string levelText(double peak) {
+    if (peak <= 0.0)
+        return "-inf dBFS";
+    return formatted("%+.1f dBFS", factorToDecibels(peak));
+}
+
 } // namespace
 
 void requireWaveName(const std::string &name) {
@@ -32,9 +39,7 @@ void requireWaveName(const std::string &name) {
     });
     if (extension.size() < 2 || extension == ".wav" || extension == ".wave")
         return;
-    const auto isMedia =
-        reinterpret_cast<bool (*)(const char *, int)>(hostFunction("IsMediaExtension"));
-    if (isMedia && isMedia(extension.c_str() + 1, 0))
+    if (isMediaExtension(extension.c_str() + 1, 0))
         throw Problem(name + ": only WAV files are written, so the name should end in .wav");
 }
 
@@ -71,39 +76,35 @@ void SoundWriter::measure(double *const *planes, int frames, int offset, int spa
         const double *sample = planes[c] + offset;
         for (int i = 0; i < frames; ++i, sample += spacing) {
             const double size = std::fabs(*sample);
-            if (size <= std::numeric_limits<double>::max())
+            if (size <= std::numeric_limits<double>::max()) {
                 peak = std::max(peak, size);
-            else
+            } else {
                 sawNonFinite = true;
+            }
         }
     }
 }
 
-std::string SoundWriter::description() const {
-    return soundShape(rate, channelCount, frameCount) + ", " + std::to_string(depth) + "-bit" +
-           (depth > deepestPcm ? " float" : "") + ", peak " + levelText(peak);
-}
-
-void SoundWriter::warnOfLoss() const {
-    if (sawNonFinite)
+void SoundWriter::report() const {
+    std::printf("Wrote     %s: %s, %d-bit%s, peak %s\n", name.c_str(),
+                soundShape(rate, channelCount, frameCount).c_str(), depth,
+                depth > deepestPcm ? " float" : "", levelText(peak).c_str());
+    std::fflush(stdout);
+    if (sawNonFinite) {
         std::fprintf(stderr, "tonvale: warning: %s holds samples that are no finite numbers\n",
                      name.c_str());
-    if (depth <= deepestPcm && peak > 1.0)
+    }
+    if (depth <= deepestPcm && peak > 1.0) {
         std::fprintf(stderr,
                      "tonvale: warning: %s is clipped: its peak is %s and %d bits hold 0 dBFS\n",
                      name.c_str(), levelText(peak).c_str(), depth);
+    }
 }
 
 std::string soundShape(double sampleRate, int channels, int64_t frames) {
     return formatted("%.10g Hz, ", sampleRate) + std::to_string(channels) +
            (channels == 1 ? " channel, " : " channels, ") +
            formatted("%.3f s", static_cast<double>(frames) / sampleRate);
-}
-
-std::string levelText(double peak) {
-    if (peak <= 0.0)
-        return "-inf dBFS";
-    return formatted("%+.1f dBFS", factorToDecibels(peak));
 }
 
 } // namespace tonvale::workbench

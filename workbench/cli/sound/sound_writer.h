@@ -1,16 +1,15 @@
 #pragma once
 
-#include "host/host_objects.h"
+#include "host/host_object_ptr.h"
 #include "workbench/cli/output_file.h"
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 namespace tonvale::workbench {
 
-/// The file at `name` as it would be written would be WAV whatever its name says; throws Problem
-/// for the name of another media format.
+/// Throws Problem for the name of another media format, since what is written is WAV whatever its
+/// name says.
 void requireWaveName(const std::string &name);
 
 /// Writes a WAV file that appears under its name only when it is complete.
@@ -27,16 +26,11 @@ class SoundWriter {
     /// Completes the file. Throws Problem.
     void finish();
 
-    /// "48000 Hz, 2 channels, 1.500 s, 32-bit, peak -3.0 dBFS"
-    std::string description() const;
-    /// Warns on standard error of samples that the format couldn't hold.
-    void warnOfLoss() const;
+    /// Prints what was written, and warns on standard error of samples that the format couldn't
+    /// hold.
+    void report() const;
 
   private:
-    struct SinkEnd {
-        void operator()(MediaSink *sink) const { sink->destroy(1); }
-    };
-
     std::string name;
     OutputFile &file;
     int channelCount;
@@ -45,15 +39,12 @@ class SoundWriter {
     int64_t frameCount = 0;
     double peak = 0.0;
     bool sawNonFinite = false;
-    std::unique_ptr<MediaSink, SinkEnd> sink;
+    HostObjectPtr<MediaSink> sink;
 
     void measure(double *const *planes, int frames, int offset, int spacing);
 };
 
 /// "48000 Hz, 2 channels, 1.500 s"
 std::string soundShape(double sampleRate, int channels, int64_t frames);
-
-/// A level as "-3.0 dBFS", "-inf dBFS" for silence.
-std::string levelText(double peak);
 
 } // namespace tonvale::workbench
