@@ -56,6 +56,12 @@ void handWheelUp(HWND edit) {
     SetWindowLongPtrW(edit, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(rowEditProcedure));
 }
 
+/// A box that centres its text is narrow: without margins a gain fits in.
+void dropMargins(HWND edit) {
+    if (GetWindowLongPtrW(edit, GWL_STYLE) & ES_CENTER)
+        SendMessageW(edit, EM_SETMARGINS, EC_LEFTMARGIN | EC_RIGHTMARGIN, 0);
+}
+
 } // namespace
 
 int32_t RowControls::findByFader(HWND fader) const {
@@ -90,8 +96,10 @@ void RowControls::prepare() const {
             continue;
         enableFader(ownFader);
         setFaderDefault(ownFader, law.defaultPosition(i));
-        if (const HWND ownEdit = edit(i))
+        if (const HWND ownEdit = edit(i)) {
             handWheelUp(ownEdit);
+            dropMargins(ownEdit);
+        }
     }
 }
 

@@ -219,9 +219,12 @@ void serve(int milliseconds) {
 
 bool serveUntil(const std::function<bool()> &holds) {
     const DWORD start = GetTickCount();
-    while (!holds() && GetTickCount() - start < patience)
+    while (!holds()) {
+        if (GetTickCount() - start > patience)
+            return false;
         serve(10);
-    return holds();
+    }
+    return true;
 }
 
 void later(int milliseconds, std::function<void()> action) {
