@@ -25,8 +25,8 @@ class ConvolutionEngine {
     /// where that is above 0. `fftSize` above 0 must be a power of two that the host's transform
     /// takes; 0 or less lets the engine choose, up to 32768 or, at -16 or lower, up to the first
     /// power of two at or above minus twice the value. `forceDirect` picks direct mode. `channels`
-    /// is how many are to come, where that is known: one alone then costs half. Answers the latency
-    /// in samples.
+    /// is how many are to come, 0 where that isn't known: pairs cost a little less than as many
+    /// channels alone. Answers the latency in samples.
     int32_t setImpulse(const ImpulseBuffer &impulse, int32_t wantedFftSize, int32_t impulseOffset,
                        int32_t maxImpulseLength, bool forceDirect, int32_t channels = 0);
 

@@ -18,8 +18,8 @@ class ConvolutionEngineDiv {
     /// where that is above 0. Transforms stay at or below twice the magnitude of `maxFftSize`, 0
     /// meaning no limit but the host's. `knownBlockSize`, a power of two above 128, begins the
     /// schedule at half of it; 0 begins at 64. `latencyAllowed` samples of latency may be spent.
-    /// `channels` is how many are to come, where that is known: one alone then costs half. Answers
-    /// the latency in samples.
+    /// `channels` is how many are to come, 0 where that isn't known: pairs cost a little less than
+    /// as many channels alone. Answers the latency in samples.
     int32_t setImpulse(const ImpulseBuffer &impulse, int32_t maxFftSize, int32_t knownBlockSize,
                        int32_t maxImpulseLength, int32_t impulseOffset, int32_t latencyAllowed,
                        int32_t channels = 0);

@@ -31,7 +31,11 @@ ResponseSource sourceOf(const ImpulseBuffer &impulse, int32_t offset, int32_t li
             count > 1 && channelsAreEqual(impulse) ? 1 : count};
 }
 
-bool transformsAlone(const StageSchedule &schedule) {
+/// Any number of channels can go alone, and their work into different blocks. In pairs an even
+/// number costs less, but a channel too many twice; the host's smallest transform takes pairs only.
+bool transformsAlone(const StageSchedule &schedule, int32_t expected) {
+    if (expected > 0 && expected % 2 == 0)
+        return false;
     for (int32_t i = 0; i < schedule.stageCount; ++i) {
         if (schedule.stages[i].chunk < smallestTransform)
             return false;
@@ -56,8 +60,9 @@ void StreamConvolver::load(const ImpulseBuffer &impulse, int32_t offset, int32_t
     if (passes)
         return;
     response = tryMake<LoadedResponse>();
-    const bool isAlone = expected == 1 && transformsAlone(schedule);
-    if (!response || !response->load(sourceOf(impulse, offset, limit), schedule, isAlone) ||
+    if (!response ||
+        !response->load(sourceOf(impulse, offset, limit), schedule,
+                        transformsAlone(schedule, expected)) ||
         !work.allocate(2 * int64_t{response->mostPoints()}))
         response.reset();
 }

@@ -19,11 +19,11 @@ class StreamConvolver {
     StreamConvolver &operator=(const StreamConvolver &) = delete;
 
     /// Takes samples of `impulse` from `offset` on, at most `limit` of them where that is above 0,
-    /// cut by `schedule`; an impulse without samples there passes the input through. `channels` is
-    /// the count of channels that are to come, where it is known. What is queued and what is ready
-    /// stay.
+    /// cut by `schedule`; an impulse without samples there passes the input through. `expected` is
+    /// how many channels are to come, 0 where that isn't known: an even number is played in pairs,
+    /// which costs a little less. What is queued and what is ready stay.
     void load(const ImpulseBuffer &impulse, int32_t offset, int32_t limit,
-              const StageSchedule &schedule, int32_t channels);
+              const StageSchedule &wanted, int32_t expected);
 
     /// Takes a copy of `length` samples of each of `channels` channels; a null channel is silence,
     /// and so is every one where `buffers` is null. The first call behind load(), or one with
@@ -57,7 +57,7 @@ class StreamConvolver {
     std::unique_ptr<LoadedResponse> response; ///< null: none, or no memory for it
     PointerList<ChannelPair> pairs;
     AlignedBlock<double> work;
-    FrameQueue inputs;  ///< a queue of interleaved frames for each pair
+    FrameQueue inputs;  ///< a queue of frames for each pair, or each channel
     FrameQueue outputs; ///< one for each channel
     int32_t channels = 0;
     StageSchedule schedule;

@@ -195,11 +195,11 @@ std::function<int32_t()> changingBlocks(uint32_t seed) {
     };
 }
 
-/// The response's length, the channels, what the engine is told of them, its largest transform.
+/// The response's length, the channels, how many the engine expects, the largest transform.
 struct Case {
     size_t length;
     size_t channels;
-    int32_t told;
+    int32_t expected;
     int32_t largestFft;
 };
 
@@ -213,11 +213,11 @@ TEST_P(EveryHost, EqualDirectConvolutionWhateverTheOrderOfBinsWithTheSameBitsOnE
     const auto play = [&](bool zeroLatency) {
         if (zeroLatency) {
             ConvolutionEngineDiv engine;
-            engine.setImpulse(impulse, c.largestFft / 2, 0, 0, 0, 0, c.told);
+            engine.setImpulse(impulse, c.largestFft / 2, 0, 0, 0, 0, c.expected);
             return runAll(engine, input, changingBlocks(1));
         }
         ConvolutionEngine engine;
-        engine.setImpulse(impulse, -c.largestFft / 2, 0, 0, false, c.told);
+        engine.setImpulse(impulse, -c.largestFft / 2, 0, 0, false, c.expected);
         return runAll(engine, input, changingBlocks(1));
     };
     const PermutedTransform permuted;
@@ -238,10 +238,9 @@ TEST_P(EveryHost, EqualDirectConvolutionWhateverTheOrderOfBinsWithTheSameBitsOnE
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, EveryHost,
-                         testing::Values(Case{700, 2, 0, 32768}, Case{5000, 1, 1, 32768},
-                                         Case{5000, 1, 0, 32}, Case{40000, 3, 0, 2048},
-                                         Case{100000, 2, 2, 32768}, Case{100000, 1, 1, 4096},
-                                         Case{30000, 2, 1, 1024}));
+                         testing::Values(Case{700, 2, 2, 32768}, Case{5000, 1, 0, 64},
+                                         Case{5000, 3, 0, 32}, Case{40000, 3, 2, 2048},
+                                         Case{100000, 2, 2, 32768}, Case{100000, 2, 0, 4096}));
 
 TEST_F(Engines, RestInSilenceAndForgetWhatIsNoNumber) {
     const Channels response = noises(2, 40000, 1);
@@ -275,7 +274,7 @@ TEST_F(Engines, RestInSilenceAndForgetWhatIsNoNumber) {
     check(ConvolutionEngine(), 32768, 0, 0, false);
 }
 
-TEST_F(Engines, NeverTransformTheLongChunksOfTwoPairsInOneBlock) {
+TEST_F(Engines, NeverTransformTheLongChunksOfTwoChannelsInOneBlock) {
     ImpulseBuffer impulse;
     load(impulse, noises(2, 100000, 1));
     const Channels input = noises(8, 80000, 3);
@@ -285,19 +284,19 @@ TEST_F(Engines, NeverTransformTheLongChunksOfTwoPairsInOneBlock) {
         for (size_t done = 0; done + 64 <= input[0].size(); done += 64) {
             std::fill(std::begin(transforms), std::end(transforms), 0);
             run(engine, input, done, 64, output);
-            most = std::max(most, transforms[15]);
-            all += transforms[15];
+            most = std::max(most, transforms[14]);
+            all += transforms[14];
             // What is due is there all the same.
             ASSERT_GE(static_cast<int64_t>(output[0].size()) + latency,
                       static_cast<int64_t>(done + 64));
         }
         EXPECT_EQ(most, 2) << "there and back";
-        EXPECT_GE(all, 4 * 2 * 4);
+        EXPECT_GE(all, 8 * 2 * 4);
     };
     ConvolutionEngineDiv divided;
-    check(divided, divided.setImpulse(impulse, 0, 0, 0, 0, 0, 8));
+    check(divided, divided.setImpulse(impulse, 0, 0, 0, 0, 0));
     ConvolutionEngine uniform;
-    check(uniform, uniform.setImpulse(impulse, 32768, 0, 0, false, 8));
+    check(uniform, uniform.setImpulse(impulse, 32768, 0, 0, false));
 }
 
 TEST_F(Engines, AreSilentOrStopWhereMemoryFails) {

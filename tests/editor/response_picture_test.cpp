@@ -26,6 +26,8 @@ Canvas paint(const ImpulseBuffer &response, int32_t width, int32_t height, int32
     drawSpectra(response, {canvas.pixels.data(), width, height, canvas.span}, scratch);
     drawWaveforms(response, width, height, line);
     drawDelayLine(response, delay, width, height, line);
+    for (int32_t i = 0; i < height * canvas.span; ++i)
+        EXPECT_TRUE(i % canvas.span < width || canvas.at(i, 0) == untouched);
     return canvas;
 }
 
@@ -85,10 +87,7 @@ TEST_P(ResponsePicture, EqualsThatOfTheDefiningSums) {
     Canvas expected = modelPicture(channels, width, height);
     if (const int32_t x = width * delay / static_cast<int32_t>(length))
         expected.verticalLine(x, 0, height, 0xFFFF00);
-    int64_t wrong = 0;
-    for (size_t i = 0; i < painted.pixels.size(); ++i)
-        wrong += painted.pixels[i] != expected.pixels[i];
-    EXPECT_EQ(wrong, 0) << "of " << painted.pixels.size() << " pixels";
+    EXPECT_TRUE(painted.pixels == expected.pixels);
 }
 
 // Both transforms and their border; more samples than columns and fewer; more rows than bins and
@@ -109,32 +108,21 @@ TEST_F(ResponsePicture, BearsWhatIsNoSample) {
             channels[i % 2][i] = oddities[i % 6];
         ImpulseBuffer response;
         fillResponse(response, channels);
-        Canvas canvas = paint(response, 120, 64, std::numeric_limits<int32_t>::max());
-        for (int32_t y = 0; y < canvas.height; ++y)
-            for (int32_t x = canvas.width; x < canvas.span; ++x)
-                ASSERT_EQ(canvas.at(x, y), untouched);
+        paint(response, 120, 64, std::numeric_limits<int32_t>::max());
     }
-    ImpulseBuffer empty;
-    empty.setNumChannels(1, false);
-    EXPECT_EQ(paint(empty, 40, 20, 0).at(39, 18), 0u);
-    EXPECT_EQ(shownLength(empty), 1);
-    EXPECT_EQ(responsePeak(empty), 0.0);
 }
 
 TEST_F(ResponsePicture, IsTransparentWithoutMemoryForTheWindow) {
     ImpulseBuffer response;
     fillResponse(response, {roomNoise(5000, 1)});
-    Canvas canvas{50, 30};
     SpectrumScratch scratch;
-    {
-        AllocationLimit limit(0);
+    for (const bool hasMemory : {false, true}) {
+        Canvas canvas{50, 30};
+        AllocationLimit limit(hasMemory ? 100 : 0);
         drawSpectra(response, {canvas.pixels.data(), 50, 30, canvas.span}, scratch);
-        EXPECT_GT(limit.refused(), 0);
+        EXPECT_EQ(canvas.at(25, 20) != 0, hasMemory);
+        EXPECT_EQ(canvas.at(25, 29), untouched);
     }
-    EXPECT_EQ(canvas.at(25, 20), 0u);
-    EXPECT_EQ(canvas.at(25, 29), untouched);
-    drawSpectra(response, {canvas.pixels.data(), 50, 30, canvas.span}, scratch);
-    EXPECT_NE(canvas.at(25, 20), 0u);
 }
 
 } // namespace tonvale::test

@@ -107,16 +107,4 @@ TEST(StageLaw, ShowsGainsAsDecibelsWithASignFromOneOn) {
         EXPECT_NEAR(law.valueOfText(0, text), gain, 1e-4) << text;
 }
 
-TEST(StageLaw, ShowsAFractionTimesItsScale) {
-    loadTestHost();
-    const StageRow row{"Lowpass", "", 1.0, 0.0, 1.0, 1, 2, 0, 3.3};
-    const StageLaw law({&row, 1}, 24000.0);
-    EXPECT_EQ(textOf(law, 0, 0.5), "12000");
-    EXPECT_DOUBLE_EQ(law.valueOfText(0, "6000"), 0.25);
-    EXPECT_DOUBLE_EQ(law.valueOfText(0, "48000"), 2.0);
-    EXPECT_EQ(law.positionOf(0, 0.25), static_cast<int>(1000.0 * std::pow(0.25, 1 / 3.3)));
-    // The longest number has an end.
-    EXPECT_LT(textOf(law, 0, 1e300).size(), 128u);
-}
-
 } // namespace tonvale::test

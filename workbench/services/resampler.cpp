@@ -16,8 +16,7 @@ namespace {
 constexpr intptr_t promptMode = 0;
 constexpr intptr_t fineMode = 4;
 
-/// What one Prepare may ask for: no more frames, and no more samples over all channels.
-constexpr int mostFrames = 65536;
+/// What one Prepare may ask for, over all channels.
 constexpr int mostSamples = 1 << 22;
 
 /// The output frames that a caller with much to convert asks for at a time.
@@ -52,7 +51,7 @@ class Resampler final : public ResamplerHandle {
             return 0;
         if (waiting.frames() > 0 || !converter)
             return 0;
-        asked = request(std::min(outFrames, mostFrames));
+        asked = request(outFrames);
         input.resize(static_cast<size_t>(asked) * static_cast<size_t>(channels));
         *place = input.data();
         return asked;
@@ -96,11 +95,10 @@ class Resampler final : public ResamplerHandle {
     /// usual block is missing it gives little at a time, so that there is input left to complete
     /// the rest with. The rest is then asked for at once.
     int request(int outFrames) const {
-        const int most = std::min(mostFrames, mostSamples / channels);
         if (outFrames >= usualBlock)
-            return std::min(smallStep, most);
+            return smallStep;
         const double end = (made + outFrames) * (inRate / outRate) + converter->heldBack();
-        return boundedInteger(std::ceil(end - fed), 1, most);
+        return boundedInteger(std::ceil(end - fed), 1, mostSamples / channels);
     }
 
     void takeInput(int frames) {

@@ -16,7 +16,7 @@ namespace tonvale::workbench {
 ///
 /// A caller can also do without that: it fills the last room up with silence, stops when its input
 /// is in, and asks for 1024 frames at a time, or for the rest where that is less. It gets all its
-/// output up to a ratio of 16, since no more than 48 frames are held back.
+/// output below a ratio of 16, since no more than 48 frames are held back.
 ///
 /// Extended(resamplerSetMode, mode): 0, as it is without this call, holds little back; 4 converts
 /// as exactly as can be, and holds hundreds of frames back. It begins a new stream and answers 1;

@@ -1,5 +1,5 @@
 #include "convolution/containers/frame_queue.h"
-#include "test_host/test_host.h"
+#include "test_host/allocation_limit.h"
 
 #include <algorithm>
 #include <deque>
@@ -14,10 +14,17 @@ struct Model {
     FrameQueue queue;
     std::vector<std::deque<double>> tracks;
 
+    /// The model's own memory is never refused, only the queue's.
+    template <class Call>
+    static bool underLimit(Call call) {
+        const PluginSide side;
+        return call();
+    }
+
     void append(std::mt19937 &random, int32_t width) {
         const auto frames = static_cast<int32_t>(random() % 300);
         const int32_t before = queue.frameCount();
-        if (!queue.append(frames))
+        if (!underLimit([&] { return queue.append(frames); }))
             return;
         for (size_t q = 0; q < tracks.size(); ++q) {
             for (int32_t i = 0; i < frames * width; ++i) {
@@ -37,7 +44,7 @@ struct Model {
 
     void setShape(int32_t count, int32_t width) {
         const auto length = static_cast<size_t>(queue.frameCount() * width);
-        if (queue.setShape(count, width))
+        if (underLimit([&] { return queue.setShape(count, width); }))
             tracks.resize(static_cast<size_t>(count), std::deque<double>(length));
     }
 
@@ -58,6 +65,7 @@ TEST(FrameQueue, KeepsItsTracksInStepWhateverHappensAndWhereMemoryFails) {
         int refused = 0;
         for (int turn = 0; turn < 3000; ++turn) {
             const AllocationLimit limit(static_cast<int>(random() % 2));
+            const HostSide side;
             const uint32_t choice = random() % 20;
             if (choice == 0)
                 model.setShape(1 + static_cast<int32_t>(random() % 4), width);

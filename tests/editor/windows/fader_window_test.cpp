@@ -86,9 +86,8 @@ TEST_P(FaderWindow, FollowsTheMouseFinelyWithControlAndTellsItsParent) {
     EXPECT_EQ(heard.back().first, SB_THUMBTRACK);
     releaseMouse();
     EXPECT_EQ(heard.back(), (Moves::value_type{SB_ENDSCROLL, 1000}));
-    EXPECT_EQ(std::count_if(heard.begin(), heard.end(),
-                            [](const auto &move) { return move.first == SB_ENDSCROLL; }),
-              1);
+    heard.pop_back();
+    EXPECT_EQ(heard.back().first, SB_THUMBTRACK);
     click(placeOf(250)); // beside the knob
     EXPECT_NEAR(position(), 250, 5);
 }

@@ -1,5 +1,3 @@
-#include "chain/impulse_generator_file.h"
-#include "chain/window_messages.h"
 #include "editor/resources/resource.h"
 #include "editor/windows/editor_window.h"
 #include "host/host_functions.h"
@@ -27,32 +25,6 @@ using Names = std::vector<std::string>;
 
 const std::string greek = "αίθουσα.wav";
 const std::string japanese = "教会の残響.wav";
-
-/// A dialog of the system in this program: the chooser or message box with that title, once it
-/// takes keys.
-HWND findBox(const std::string &title) {
-    std::pair<const std::string &, HWND> wanted(title, nullptr);
-    EnumThreadWindows(
-        GetCurrentThreadId(),
-        [](HWND window, LPARAM parameter) -> BOOL {
-            auto &[name, found] = *reinterpret_cast<decltype(wanted) *>(parameter);
-            if (IsWindowVisible(window) && windowText(window) == name)
-                found = window;
-            return found == nullptr;
-        },
-        reinterpret_cast<LPARAM>(&wanted));
-    return IsChild(wanted.second, GetFocus()) ? wanted.second : nullptr;
-}
-
-/// Does it to the dialog of the system that is to come. Its own loop serves mouse and keys.
-void whenBoxOpens(const std::string &title, std::function<void(HWND)> action) {
-    later(50, [=] {
-        if (const HWND box = findBox(title))
-            action(box);
-        else
-            whenBoxOpens(title, action);
-    });
-}
 
 /// The chooser's name box has the focus.
 void typeName(const std::string &path) {
@@ -85,23 +57,24 @@ Answer choose(const std::string &path = "") {
     };
 }
 
-/// What the user does to the boxes that are to come, one after the other.
+/// What the user does to choosers and message boxes, by their titles, once each of them takes keys;
+/// their own loops serve it.
 void answerBoxes(const Answers &answers) {
-    whenBoxOpens(answers[0].first, [=](HWND box) {
-        if (answers.size() > 1)
-            answerBoxes({answers.begin() + 1, answers.end()});
-        answers[0].second(box);
+    later(50, [=] {
+        const auto &[title, answer] = answers[0];
+        const HWND box = FindWindowW(L"#32770", wideText(title).c_str());
+        const bool isThere = IsWindowVisible(box) && IsChild(box, GetFocus());
+        const auto next = answers.begin() + (isThere ? 1 : 0);
+        if (next != answers.end())
+            answerBoxes({next, answers.end()});
+        if (isThere)
+            answer(box);
     });
 }
 
-/// The settings inside a chooser: the child dialog that has this control.
-HWND settingIn(HWND chooser, int id, const std::string &label) {
-    HWND child = nullptr;
-    while ((child = FindWindowExW(chooser, child, L"#32770", nullptr)) != nullptr) {
-        if (FindWindowExW(child, nullptr, L"Static", wideText(label).c_str()))
-            return GetDlgItem(child, id);
-    }
-    return nullptr;
+/// The settings are the one dialog inside a chooser.
+HWND settingIn(HWND chooser, int id) {
+    return GetDlgItem(FindWindowExW(chooser, nullptr, L"#32770", nullptr), id);
 }
 
 /// An editor with a File stage on show, in a folder of its own.
@@ -209,7 +182,7 @@ TEST_F(FileDialog, KeepsItsChoicesInTheFlags) {
 TEST_F(FileDialog, BrowsesFromTheLastFolderOnAndKeepsAllWhereThatIsCancelled) {
     open("");
     writeProfileText(settings, "tonvale", "lastdir", pathText(folder.path));
-    whenBoxOpens("Open media file:", [&](HWND box) { leave(box, IDCANCEL); });
+    answerBoxes({{"Open media file:", [](HWND box) { leave(box, IDCANCEL); }}});
     click(inStage(FILE_BROWSE));
     EXPECT_EQ(chain(), line(""));
     EXPECT_EQ(editor.takeNotes(), std::vector<HostNote>{});
@@ -248,12 +221,12 @@ TEST_F(FileDialog, AsksForTheFileOfAStageThatTheUserAdded) {
 
 TEST_F(FileDialog, MayGoWhileItsChooserIsOpen) {
     open(folder.file(greek));
-    whenBoxOpens("Open media file:", [&](HWND box) {
+    const auto closeAndChoose = [&](HWND box) {
         editor.driver.setChain({"NORM"});
         editor.close();
-        typeName(folder.file(japanese));
-        leave(box, IDOK);
-    });
+        choose(folder.file(japanese))(box);
+    };
+    answerBoxes({{"Open media file:", closeAndChoose}});
     click(inStage(FILE_BROWSE));
     EXPECT_EQ(editor.chain().size(), 1u);
     EXPECT_TRUE(chain().starts_with("NORM "));
@@ -262,21 +235,21 @@ TEST_F(FileDialog, MayGoWhileItsChooserIsOpen) {
 
 TEST_F(FileDialog, WritesTheTestToneThatItsChooserDescribes) {
     open("");
-    const auto tone = [&](const std::string &name, int button) {
-        whenBoxOpens("Save test tone as:", [=, this](HWND box) {
+    const auto tone = [&](const std::string &name, const char *depth, int button) {
+        const auto describe = [=](HWND box) {
             typeName(name);
-            typeSetting(settingIn(box, TONE_LENGTH, "Length (s):"), "0.2");
-            typeSetting(settingIn(box, TONE_RATE, "Length (s):"), "8000");
-            typeSetting(settingIn(box, TONE_BIT_DEPTH, "Length (s):"),
-                        button == IDOK ? "24" : "20");
+            typeSetting(settingIn(box, TONE_LENGTH), "0.2");
+            typeSetting(settingIn(box, TONE_RATE), "8000");
+            typeSetting(settingIn(box, TONE_BIT_DEPTH), depth);
             leave(box, button);
-        });
+        };
+        answerBoxes({{"Save test tone as:", describe}});
         click(inStage(FILE_TONE));
     };
-    tone("a", IDCANCEL);
+    tone("a", "20", IDCANCEL);
     EXPECT_EQ(measureState.tone.toneLengthSeconds, 0.2) << "typed before the cancel";
     EXPECT_EQ(measureState.tone.toneBitDepth, 32);
-    tone("τόνος", IDOK);
+    tone("τόνος", "24", IDOK);
     EXPECT_EQ(currentDirectory(), pathText(folder.path));
     const std::string path = folder.file("τόνος.wav");
     EXPECT_EQ(compareIgnoringCase(measureState.toneFilePath, path.c_str()), 0);
@@ -297,7 +270,7 @@ TEST_F(FileDialog, LoadsWhatIsDeconvolved) {
                  {"Open test tone used:", choose("tone.wav")},
                  {"Save impulse response as:", [](HWND box) {
                       typeName("応答.wav");
-                      typeSetting(settingIn(box, DECONVOLVE_NOISE_FLOOR, "dB"), "-60");
+                      typeSetting(settingIn(box, DECONVOLVE_NOISE_FLOOR), "-60");
                       leave(box, IDOK);
                   }}});
     click(inStage(FILE_DECONVOLVE));
