@@ -2,6 +2,7 @@
 #include "editor/picture_model.h"
 #include "host/host_functions.h"
 #include "host/host_object_ptr.h"
+#include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
 
