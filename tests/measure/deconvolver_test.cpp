@@ -147,7 +147,7 @@ TEST_F(Deconvolver, GivesAllMemoryBackWhicheverRequestIsRefused) {
     putMedia("tone", 44100.0, {noise(40000, 3)});
     std::set<MeasureOutcome> outcomes;
     forEachRefusedRequest(100, [&](const Refusal &refusal) {
-        std::filesystem::remove(out);
+        std::filesystem::remove(filePath(out));
         const size_t before = heapInUse();
         MeasureOutcome outcome;
         {
