@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <commctrl.h>
+#include <functional>
+#include <utility>
 
 using namespace tonvale;
 using namespace tonvale::test;
@@ -44,6 +46,23 @@ void addFromMenu(EditorWindow &editor, int item) {
     });
     click(editor.control(MAIN_ADD));
 }
+
+/// What a user does while the host of this source reads a file, and serves messages meanwhile.
+std::function<void()> duringRead;
+
+class ServingSource final : public MediaSource {
+  public:
+    void destroy(int) override { delete this; }
+    int GetNumChannels() override { return 1; }
+    double GetSampleRate() override { return 44100.0; }
+    double GetLength() override { return 0.1; }
+    void GetSamples(MediaReadBlock *block) override {
+        if (const auto action = std::exchange(duringRead, {}))
+            action();
+        std::fill_n(block->samples, block->length, 0.5);
+        block->samplesOut = block->length;
+    }
+};
 
 } // namespace
 
@@ -195,4 +214,28 @@ TEST(Chain, ChangedByTheHostShowsWhileAStageIsBeingEdited) {
     SetFocus(editor.control(MAIN_STAGE_LIST));
     pressKey(VK_DOWN);
     EXPECT_NE(editor.stage(), nullptr);
+}
+
+TEST(Chain, ChangedByTheUserInsideARunComesOutAsItIsAtTheEnd) {
+    loadTestHost();
+    const auto before = hostFunctions.PCM_Source_CreateFromFile;
+    EditorWindow editor;
+    hostFunctions.PCM_Source_CreateFromFile = [](const char *) -> MediaSource * {
+        return new ServingSource;
+    };
+    editor.driver.setChain({"FILELDR \"a.wav\" 60", "NORM 0.25", "FILELDR \"b.wav\" 60"});
+    serve();
+    EXPECT_GT(editor.plugin.impulseLength, 0);
+    duringRead = [&] {
+        click(editor.nameOf(0));
+        click(editor.control(MAIN_REMOVE));
+        typeInto(editor.control(MAIN_WET_EDIT), "0");
+        click(editor.iconOf(1));
+        serve(500);
+    };
+    click(editor.iconOf(0));
+    EXPECT_EQ(editor.chain(), (Lines{"NORM 0.250000", "!FILELDR \"b.wav\" 60"}));
+    EXPECT_EQ(editor.listRows(), (Lines{"Normalize", "File"}));
+    EXPECT_EQ(editor.plugin.impulseLength, 0);
+    hostFunctions.PCM_Source_CreateFromFile = before;
 }
