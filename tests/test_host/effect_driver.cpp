@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <random>
 #include <stdexcept>
 
@@ -76,10 +77,10 @@ std::string EffectDriver::save() {
 
 void EffectDriver::load(std::string_view state) {
     const HostSide side;
-    // To the byte, so that a sanitizer sees every read behind.
-    std::vector<char> exact(state.begin(), state.end());
-    exact.reserve(1); // an empty state has an address too
-    dispatch(effSetChunk, 0, static_cast<intptr_t>(exact.size()), exact.data());
+    // To the byte, so that a sanitizer sees every read behind; an empty state has an address too.
+    const auto exact = std::make_unique<char[]>(state.size());
+    std::copy(state.begin(), state.end(), exact.get());
+    dispatch(effSetChunk, 0, static_cast<intptr_t>(state.size()), exact.get());
 }
 
 void EffectDriver::setChannels(int32_t channels) {
