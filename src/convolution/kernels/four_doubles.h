@@ -16,14 +16,16 @@ namespace {
 #if defined(__AVX2__)
 
 using Four = double __attribute__((vector_size(32)));
-using FourAnywhere = double __attribute__((vector_size(32), aligned(8), may_alias));
 using FourMasks = long long __attribute__((vector_size(32)));
 
+// From and to any place, aligned or not: compilers make a plain move of such a copy.
 [[gnu::always_inline]] inline Four load(const double *from) {
-    return *reinterpret_cast<const FourAnywhere *>(from);
+    Four v;
+    __builtin_memcpy(&v, from, sizeof v);
+    return v;
 }
 [[gnu::always_inline]] inline void store(double *to, Four v) {
-    *reinterpret_cast<FourAnywhere *>(to) = v;
+    __builtin_memcpy(to, &v, sizeof v);
 }
 [[gnu::always_inline]] inline Four loadFloats(const float *from) {
     return _mm256_cvtps_pd(_mm_loadu_ps(from));
@@ -92,7 +94,6 @@ using FourMasks = long long __attribute__((vector_size(32)));
 // Without AVX registers hold two.
 
 using Two = double __attribute__((vector_size(16)));
-using TwoAnywhere = double __attribute__((vector_size(16), aligned(8), may_alias));
 using TwoMasks = long long __attribute__((vector_size(16)));
 
 struct Four {
@@ -109,13 +110,16 @@ struct Four {
 [[gnu::always_inline]] inline Four operator*(Four a, Four b) {
     return {a.low * b.low, a.high * b.high};
 }
+// From and to any place, aligned or not: compilers make plain moves of such copies.
 [[gnu::always_inline]] inline Four load(const double *from) {
-    return {*reinterpret_cast<const TwoAnywhere *>(from),
-            *reinterpret_cast<const TwoAnywhere *>(from + 2)};
+    Four v;
+    __builtin_memcpy(&v.low, from, sizeof v.low);
+    __builtin_memcpy(&v.high, from + 2, sizeof v.high);
+    return v;
 }
 [[gnu::always_inline]] inline void store(double *to, Four v) {
-    *reinterpret_cast<TwoAnywhere *>(to) = v.low;
-    *reinterpret_cast<TwoAnywhere *>(to + 2) = v.high;
+    __builtin_memcpy(to, &v.low, sizeof v.low);
+    __builtin_memcpy(to + 2, &v.high, sizeof v.high);
 }
 [[gnu::always_inline]] inline Four loadFloats(const float *from) {
     return {Two{from[0], from[1]}, Two{from[2], from[3]}};
