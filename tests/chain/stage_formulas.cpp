@@ -323,11 +323,9 @@ std::string textOf(ImpulseGenerator &stage, size_t size) {
 }
 
 double burstError(const Samples &samples, double rate, double gain) {
-    const Samples expected = burst(rate, gain);
-    ErrorMeter meter;
-    for (size_t i = 0; i < std::min(expected.size() - 10, samples.size()); ++i)
-        meter.add(expected[i], samples[i]);
-    return meter.decibels();
+    Samples expected = burst(rate, gain);
+    expected.resize(expected.size() - 10);
+    return errorLevel(samples, expected);
 }
 
 Samples burst(double rate, double gain) {

@@ -84,7 +84,7 @@ double convolutionError(const Channels &output, const Channels &input, const Cha
     return worst;
 }
 
-double largestDifference(const Samples &a, const Samples &b) {
+double largestDifference(std::span<const double> a, std::span<const double> b) {
     double largest = a.size() == b.size() ? 0.0 : HUGE_VAL;
     for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
         const double difference = std::fabs(a[i] - b[i]);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace tonvale::test {
@@ -57,7 +58,7 @@ double convolutionError(const Channels &output, const Channels &input, const Cha
 
 /// The largest difference of two samples; infinite where lengths or channels don't match, or where
 /// it is no number.
-double largestDifference(const Samples &a, const Samples &b);
+double largestDifference(std::span<const double> a, std::span<const double> b);
 double largestDifference(const Channels &a, const Channels &b);
 
 } // namespace tonvale::test

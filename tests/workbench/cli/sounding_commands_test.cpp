@@ -11,16 +11,7 @@ namespace tonvale::test {
 namespace {
 
 // A response is stored in single precision; these responses have a few hundred samples near 1.
-constexpr double convolutionError = 1e-4;
-
-/// sum over k of a[k] b[n - k], of length a + b - 1.
-Samples convolved(const Samples &a, const Samples &b) {
-    Samples result(a.size() + b.size() - 1);
-    for (size_t i = 0; i < a.size(); ++i)
-        for (size_t k = 0; k < b.size(); ++k)
-            result[i + k] += a[i] * b[k];
-    return result;
-}
+constexpr double tolerance = 1e-4;
 
 /// A direct sound behind `delay` samples, then noise that falls by 60 dB.
 Samples room(size_t delay, size_t frames, uint32_t seed) {
@@ -33,10 +24,8 @@ Samples room(size_t delay, size_t frames, uint32_t seed) {
 }
 
 /// `sound` must have these channels, to within `error`.
-void expectSound(const Sound &sound, const std::vector<Samples> &channels, double error) {
-    ASSERT_EQ(sound.channels.size(), channels.size());
-    for (size_t c = 0; c < channels.size(); ++c)
-        EXPECT_LE(largestDifference(sound.channels[c], channels[c]), error) << "channel " << c;
+void expectSound(const Sound &sound, const Channels &channels, double error) {
+    EXPECT_LE(largestDifference(sound.channels, channels), error);
 }
 
 class SoundingCommands : public testing::Test {
@@ -59,7 +48,7 @@ class SoundingCommands : public testing::Test {
 TEST_F(SoundingCommands,
        RenderWritesTheWholeConvolutionLinedUpWithTheInputInTheWiderCountOfChannels) {
     // Channels 0 and 3 of the room are alike, which mustn't hide that there are five.
-    const Sound recording{48000, {noise(3001, 1), noise(3001, 2)}};
+    const Sound recording{48000, noiseChannels(2, 3001, 1)};
     const Samples first = noise(2500, 3);
     const Sound room{48000, {first, noise(2500, 4), noise(2500, 5), first, noise(2500, 6)}};
     writeSound(in, recording);
@@ -77,16 +66,14 @@ TEST_F(SoundingCommands,
     for (const auto &[words, channels] : cases) {
         expected.resize(channels);
         expectSound(render(Words{"--ir", response, "--wet", "0", "--dry", "-inf"} + words),
-                    expected, convolutionError);
+                    expected, tolerance);
     }
 }
 
 TEST_F(SoundingCommands, RenderKeepsTheDrySignalInPlaceAndLetsTheWetOneLead) {
     const Samples voice = noise(5000, 5);
-    Samples late(1201);
-    late[1200] = 1.0;
     writeSound(in, {48000, {voice}});
-    writeSound(response, {48000, {late}});
+    writeSound(response, {48000, {click(1201, 1200)}});
 
     // 10 ms are 480 samples, so the echo comes 720 samples behind the voice.
     const Sound result =
@@ -170,9 +157,7 @@ TEST_F(SoundingCommands, RenderLeavesNothingBehindWhenASignalEndsIt) {
 
 TEST_F(SoundingCommands, ImpulseGivesBackAFileInEveryChannelAtItsOwnRate) {
     for (const size_t channels : {1, 2, 3, 6}) {
-        Sound room{96000, {}};
-        for (size_t c = 0; c < channels; ++c)
-            room.channels.push_back(noise(20000, static_cast<uint32_t>(c + 1)));
+        const Sound room{96000, noiseChannels(channels, 20000, 1)};
         writeSound(response, room);
         const Sound result = impulse({"--ir", response});
         EXPECT_EQ(result.rate, 96000);

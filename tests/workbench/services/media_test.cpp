@@ -30,7 +30,7 @@ constexpr int lowest = std::numeric_limits<int>::min(), highest = std::numeric_l
 
 void writeFile(const std::string &path, int format, int rate, int channels, int frames,
                const Signal &signal) {
-    test::Sound sound{rate, std::vector<test::Samples>(static_cast<size_t>(channels))};
+    test::Sound sound{static_cast<double>(rate), test::Channels(static_cast<size_t>(channels))};
     for (int i = 0; i < frames * channels; ++i)
         sound.channels[static_cast<size_t>(i % channels)].push_back(
             signal(i / channels, i % channels));
