@@ -4,6 +4,7 @@
 #include "convolution/short_stage.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace tonvale {
 
@@ -21,8 +22,11 @@ bool LoadedResponse::load(const ResponseSource &source, const StageSchedule &wan
     for (int32_t channel = 0; channel < distinct; ++channel) {
         float *to = tapBlock.get() + int64_t{plan.taps} * channel;
         const int32_t own = std::min(plan.taps, source.length(channel));
-        for (int32_t i = 0; i < own; ++i)
-            to[i] = static_cast<float>(source.samples(channel)[i]);
+        // Nothing of infinities and NaNs is kept, as in the spectra.
+        for (int32_t i = 0; i < own; ++i) {
+            const auto tap = static_cast<float>(source.samples(channel)[i]);
+            to[i] = std::isfinite(tap) ? tap : 0.0f;
+        }
     }
 
     for (int32_t i = 0; i < wanted.stageCount; ++i) {

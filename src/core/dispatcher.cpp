@@ -56,7 +56,8 @@ intptr_t answerCanDo(const char *ability) {
 void setSampleRate(ReverbPlugin &plugin, double rate) {
     {
         CriticalScope audioScope(plugin.audioLock);
-        plugin.sampleRate = rate;
+        if (std::isfinite(rate) && rate > 0.0)
+            plugin.sampleRate = rate;
         plugin.applyDelayChange();
     }
     plugin.rebuildImpulse();
@@ -114,7 +115,7 @@ intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t 
         return std::max(1, plugin.impulseLength - plugin.preverbSamples);
     case effIdle:
         if (plugin.rebuildPending)
-            plugin.rebuildImpulse();
+            plugin.rebuildImpulse(true);
         return 0;
     default:
         return 0;

@@ -26,7 +26,9 @@ void DryDelay::settle(int32_t delay, int32_t count, int32_t channels) {
 
 const double *DryDelay::fetch(int32_t channel, int32_t delay, int32_t &count) {
     BlockQueue &queue = dryDelay[channel];
-    count = std::clamp(queue.samplesAvailable() - delay, 0, std::min(count, dryScratch.getSize()));
+    const int32_t due = std::clamp(queue.samplesAvailable() - delay, 0, count);
+    count = std::min(due, dryScratch.getSize());
+    queue.advanceSamples(due - count);
     queue.getToBuffer(0, dryScratch.get(), sampleBytes(count));
     queue.advanceSamples(count);
     return dryScratch.get();

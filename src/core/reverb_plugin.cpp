@@ -40,6 +40,8 @@ ReverbPlugin::~ReverbPlugin() {
     ModuleState &module = moduleState();
     module.instanceList.remove(module.instanceList.find(this));
     editor.close();
+    // While the instance is whole, since a stage that goes talks to the host.
+    removeAllStages();
     removeEditorUser();
 }
 
@@ -107,7 +109,7 @@ void ReverbPlugin::setParameter(int32_t index, double value) {
         rebuildImpulse();
 }
 
-void ReverbPlugin::rebuildImpulse() noexcept {
+void ReverbPlugin::rebuildImpulse(bool isRetry) noexcept {
     rebuildPending = 0;
     bool retry = false;
     {
@@ -116,6 +118,8 @@ void ReverbPlugin::rebuildImpulse() noexcept {
         if (rebuilding)
             return;
         rebuilding = true;
+        if (!isRetry)
+            failedRebuilds = 0;
         bool done = rebuildOnce();
         if (std::exchange(rebuildAgain, false))
             done = rebuildOnce() && !rebuildAgain;
@@ -139,11 +143,11 @@ bool ReverbPlugin::rebuildOnce() noexcept {
 
 bool ReverbPlugin::replaceResponse() noexcept {
     try {
+        const int32_t lostBefore = lostRequests();
         ImpulseBuffer fresh;
         chain.run(fresh, sampleRate);
         EngineWishes wishes = engineWishes(params, fresh.getLength());
         wishes.useTail = wishes.useTail && audio.tail.start();
-        const int32_t lostBefore = lostRequests();
         EngineSet next = buildEngines(fresh, wishes);
         const int32_t channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels);
         const int32_t primed = presentPreroll();

@@ -44,9 +44,9 @@ struct ReverbPlugin {
     /// Runs the chain, builds engines for its result to the side and puts them in place of the old
     /// ones. Blocks until that is done, while audio goes on; never on a thread that holds
     /// audioLock. A request from inside, by a host that calls back while the chain runs, is noted
-    /// and done once at the end. Where memory runs out the old engines go on, and the request is
-    /// done again at the host's idle calls, a few times.
-    void rebuildImpulse() noexcept;
+    /// and done once at the end. Where memory runs out, also for a stage, the old engines go on,
+    /// and the request is done again at the host's idle calls, a few times: with `isRetry`.
+    void rebuildImpulse(bool isRetry = false) noexcept;
 
     /// Closes the dialog of a stage that left the chain, and deletes it. On the host's main thread.
     void retire(ImpulseChain::Stage stage);

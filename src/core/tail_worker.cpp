@@ -198,6 +198,13 @@ bool TailWorker::convolve() {
     {
         CriticalScope queueScope(queueLock);
         channels = workerChannels;
+    }
+    // Another number of channels gets its memory here, where audio waits for nothing.
+    if (channels > 0)
+        tailEngine->addSamples(nullptr, 0, channels);
+    {
+        CriticalScope queueScope(queueLock);
+        channels = workerChannels;
         if (channels < 1 || block < 1 || leastAvailable(tailInput, channels) < block)
             return false;
         const double *sources[maxChannels];

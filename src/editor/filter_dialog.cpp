@@ -20,7 +20,8 @@ void followRate(RowStage &stage, const RowControls &controls) {
     for (int32_t row = 0; row < stage.getRowCount(); ++row) {
         char text[rowTextSize];
         law.textOf(row, stage.setting(row), text);
-        if (readInteger(text) != readInteger(windowText(controls.edit(row)).c_str()))
+        const std::string shown = windowText(controls.edit(row));
+        if (readInteger(text) != readInteger(skipBlanks(shown.c_str())))
             setWindowText(controls.edit(row), text);
     }
 }

@@ -173,7 +173,7 @@ void takeFaderMove(ReverbPlugin &plugin, HWND dialog, HWND fader, WORD code) {
         if (code == faderLetGo)
             tellHost(plugin, audioMasterEndEdit, row);
         else
-            tellHost(plugin, audioMasterAutomate, row, static_cast<float>(value));
+            automate(plugin, row);
     }
     if (code == faderWantsDisplay)
         SendMessageW(dialog, WM_TIMER, 1, 0);
@@ -244,8 +244,9 @@ void endGesture(ReverbPlugin &plugin, bool checkFocus) {
     const int32_t row = editor.touchedParam;
     if (row < 0 || (checkFocus && GetFocus() == editor.touchedFocus.get()))
         return;
-    tellHost(plugin, audioMasterEndEdit, row);
+    // First, since a host that is told may serve messages, and with them the tick that brings here.
     editor.forgetGesture();
+    tellHost(plugin, audioMasterEndEdit, row);
 }
 
 } // namespace tonvale

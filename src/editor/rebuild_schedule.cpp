@@ -86,6 +86,8 @@ bool handleRebuildTimer(ReverbPlugin &plugin, HWND mainDialog, UINT_PTR timer) {
 void finishRebuilds(ReverbPlugin &plugin, HWND mainDialog) {
     Due due = stopTimers(mainDialog);
     due.rebuild |= takeCommitMessages(mainDialog);
+    // A gesture on a stage's control that its end would have committed.
+    due.rebuild |= IsChild(plugin.editor.stageDialog.get(), GetCapture()) != 0;
     if (due.rebuild)
         plugin.rebuildImpulse();
     if (due.rebuild || due.tellHost)

@@ -68,7 +68,7 @@ void ParameterLaw::textOf(int32_t row, double value, char *text) const {
 double ParameterLaw::valueOfText(int32_t row, const char *text) const {
     if (isDecibels(row) && meansSilence(text))
         return 0.0;
-    return plainToParam(row, readNumber(text));
+    return plainToParam(row, readNumber(skipBlanks(text)));
 }
 
 int32_t ParameterLaw::defaultPosition(int32_t row) const {

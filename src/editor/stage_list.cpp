@@ -290,24 +290,26 @@ void addStageByMenu(ReverbPlugin &plugin, HWND dialog) {
 
 void removeSelectedStages(ReverbPlugin &plugin, HWND dialog) {
     const HWND list = listOf(dialog);
-    Mute removing(plugin.editor.removingStages);
     bool removed = false;
-    int row = 0;
-    while (row < ListView_GetItemCount(list)) {
-        if (!ListView_GetItemState(list, row, LVIS_SELECTED)) {
-            ++row;
-            continue;
+    {
+        Mute removing(plugin.editor.removingStages);
+        int row = 0;
+        while (row < ListView_GetItemCount(list)) {
+            if (!ListView_GetItemState(list, row, LVIS_SELECTED)) {
+                ++row;
+                continue;
+            }
+            ImpulseChain::Stage stage = plugin.chain.take(row);
+            plugin.editor.closeDialogOf(stage.get());
+            ListView_DeleteItem(list, row);
+            plugin.retire(std::move(stage));
+            removed = true;
         }
-        ImpulseChain::Stage stage = plugin.chain.take(row);
-        plugin.editor.closeDialogOf(stage.get());
-        ListView_DeleteItem(list, row);
-        plugin.retire(std::move(stage));
-        removed = true;
+        if (removed)
+            plugin.rebuildImpulse();
     }
-    if (!removed)
-        return;
-    plugin.rebuildImpulse();
-    plugin.tellHostOfChange();
+    if (removed)
+        plugin.tellHostOfChange();
 }
 
 void takeListNotice(ReverbPlugin &plugin, HWND dialog, const NMHDR &notice) {
@@ -344,7 +346,8 @@ void dragStage(ReverbPlugin &plugin, HWND dialog) {
 }
 
 void endDrag(HWND dialog) {
-    if (!isDragging(dialog))
+    // Also where another editor, which opened meanwhile, has forgotten the row.
+    if (GetCapture() != dialog)
         return;
     editorModule().dragIndex = -1;
     ReleaseCapture();

@@ -10,8 +10,9 @@
 
 namespace tonvale {
 
-/// A recursive lock. A thread of low priority that holds it is raised to that of a waiter, so that
-/// the audio thread never waits for a thread that isn't scheduled. Works with std::scoped_lock.
+/// A recursive lock. Natively a thread of low priority that holds it is raised to that of a waiter,
+/// so that the audio thread never waits for a thread that isn't scheduled. Works with
+/// std::scoped_lock.
 class CriticalSection {
   public:
     CriticalSection();

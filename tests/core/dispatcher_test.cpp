@@ -1,4 +1,3 @@
-#include "chain/fader_curve.h"
 #include "core/module_state.h"
 #include "core/reverb_plugin.h"
 #include "host/vendor_protocol.h"
@@ -127,20 +126,6 @@ TEST_F(Dispatcher, ShowsGainsTogetherWithTheirSignAndSilence) {
     EXPECT_EQ(range[1], 2.0);
     EXPECT_EQ(rangeOf(2), 0xBEEF);
     EXPECT_EQ(range[1], 1.0);
-}
-
-TEST(Parameters, SurviveTheTripToTheirPlainValueAndTheFaderAndBack) {
-    for (int32_t i = 0; i < paramCount; ++i) {
-        const double plain = paramRow(i)->defaultValue;
-        EXPECT_NEAR(paramToPlain(i, plainToParam(i, plain)), plain, 1e-9);
-    }
-    for (const double skew : {1.5, 2.3, 4.0}) {
-        for (const double position : {0.0, 10.0, 500.0, 1000.0}) {
-            const double value = applySkew(position, -1, skew);
-            EXPECT_NEAR(value, 1000.0 * std::pow(position / 1000.0, skew), 1e-9);
-            EXPECT_NEAR(applySkew(value, 1, skew), position, 1e-9);
-        }
-    }
 }
 
 TEST_F(Dispatcher, EditsTheChainAsText) {
