@@ -25,13 +25,6 @@ class AudioPath : public testing::Test {
         return Channels(channels, std::vector<double>(length, 1.0));
     }
 
-    static Channels pulse(size_t channels, size_t length) {
-        Channels result(channels, std::vector<double>(length, 0.0));
-        for (auto &channel : result)
-            channel[0] = 1.0;
-        return result;
-    }
-
     EffectDriver driver;
 };
 
@@ -46,20 +39,17 @@ TEST_F(AudioPath, ANewEffectPassesDryAtItsGainAndTheEmptyChainAsWet) {
 }
 
 TEST_F(AudioPath, DryLeavesAfterTheReportedLatencyAndWetThePreverbEarlier) {
-    Channels response{std::vector<double>(300, 0.0)};
-    response[0][0] = 1.0;
-    putMedia("click", 44100.0, response);
     for (const bool zl : {true, false}) {
         for (const int32_t block : {1, 100, 300, 4096}) {
             driver.set(3, 0.03f); // more than the response needs: 1024 points do
-            ASSERT_EQ(driver.setChain({"FILELDR \"memory:click\" 60"}), 1);
+            driver.setResponse({click(300)});
             driver.set(2, preverb(700));
             driver.hearWetOnly(zl, false);
             const auto delay = static_cast<size_t>(driver.effect->initialDelay);
             EXPECT_EQ(delay, zl ? 700u : 700u + 512u);
             driver.set(1, 0.25f);
             driver.reset();
-            const Channels output = driver.process(pulse(2, 8192), block);
+            const Channels output = driver.process(Channels(2, click(8192)), block);
             for (size_t t = 0; t < 8192; ++t) {
                 const double expected = t == delay - 700 ? 1.0 : t == delay ? 0.25 : 0.0;
                 ASSERT_NEAR(output[0][t], expected, 1e-7) << "block " << block << " at " << t;
@@ -129,7 +119,7 @@ TEST_F(AudioPath, LatencyGrowsAtOnceAndGoesDownAtAResetOnly) {
     EXPECT_EQ(pluginOf(driver).preverbSamples, 0);
 
     // Wet and dry stay in line while the latency is higher than needed.
-    const Channels output = driver.process(pulse(2, 20000), 512);
+    const Channels output = driver.process(Channels(2, click(20000)), 512);
     const double both = 1.0 + driver.get(0);
     EXPECT_NEAR(output[0][14400], both, 1e-7);
     EXPECT_EQ(std::count(output[0].begin(), output[0].end(), 0.0), 20000 - 1);
@@ -140,12 +130,9 @@ TEST_F(AudioPath, LatencyGrowsAtOnceAndGoesDownAtAResetOnly) {
 TEST_F(AudioPath, ThePreverbMovedInPlayDropsNoMoreThanItMust) {
     // As a response, a click: on taps and on transforms, and with a worker.
     for (const auto &[length, ll] : {std::pair{40u, false}, {3000u, false}, {3000u, true}}) {
-        std::vector<double> click(length, 0.0);
-        click[0] = 1.0;
-        putMedia("click", 44100.0, {click});
         driver.set(3, 480.0f / 16352.0f); // 512
         driver.set(2, preverb(3000));
-        ASSERT_EQ(driver.setChain({"FILELDR \"memory:click\" 60"}), 1);
+        driver.setResponse({click(length)});
         driver.hearWetOnly(false, ll);
         const auto delay = static_cast<size_t>(driver.effect->initialDelay);
         for (uint32_t step = 0; step < 20; ++step) {
@@ -228,9 +215,8 @@ TEST_F(AudioPath, NoGainOrPreverbOfAHostMakesLatencyNegativeOrSoundInfinite) {
 }
 
 TEST_F(AudioPath, NullInputsAreSilenceOnEveryRoad) {
-    putMedia("long", 44100.0, {roomNoise(5000, 1), roomNoise(5000, 2)});
     driver.set(3, 0.0f);
-    ASSERT_EQ(driver.setChain({"FILELDR \"memory:long\" 60"}), 1);
+    driver.setResponse({roomNoise(5000, 1), roomNoise(5000, 2)});
     for (const float width : {1.0f, 0.3f, 0.0f}) {
         driver.set(4, width);
         driver.hearWetOnly(true, true);
@@ -258,8 +244,7 @@ TEST_F(AudioPath, SinglePrecisionEntriesLeaveTheOutputsAsTheyAre) {
 }
 
 TEST_F(AudioPath, ALoudBlockOfNotANumberIsGoneOnceItLeftTheTaps) {
-    putMedia("room", 44100.0, {roomNoise(3000, 1)});
-    ASSERT_EQ(driver.setChain({"FILELDR \"memory:room\" 60"}), 1);
+    driver.setResponse({roomNoise(3000, 1)});
     driver.hearWetOnly(true, false);
     Channels input{noise(1000, 1), noise(1000, 2)};
     input[0][10] = NAN;

@@ -2,7 +2,6 @@
 #include "core/reverb_plugin.h"
 #include "host/vendor_protocol.h"
 #include "test_host/effect_driver.h"
-#include "test_host/refusal_sweep.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include "measure/source_reading.h"
 #include "measure/test_tone.h"
 #include "test_host/heap_in_use.h"
-#include "test_host/refusal_sweep.h"
+#include "test_host/allocation_limit.h"
 #include "tests/measure/measure_test.h"
 
 #include <limits>

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <new>
 
 namespace tonvale::test {
@@ -29,9 +30,24 @@ bool limitedAllocation(size_t bytes) {
     return false;
 }
 
+void sweep(int most, const std::function<void(const Refusal &)> &round, bool andAllBehind) {
+    for (int request = 0; request < most; ++request) {
+        SCOPED_TRACE(testing::Message() << "refused: request " << request
+                                        << (andAllBehind ? " and all behind it" : " alone"));
+        const int before = refusals;
+        round({.from = request, .until = andAllBehind ? INT64_MAX : request + 1});
+        if (refusals > before)
+            continue;
+        EXPECT_GT(request, 0) << "nothing was asked for";
+        return;
+    }
+    ADD_FAILURE() << most << " rounds were not enough";
+}
+
 } // namespace
 
-AllocationLimit::AllocationLimit(const Refusal &refusal) {
+AllocationLimit::AllocationLimit(const Refusal &refusal)
+    : before(refusals) {
     refusedFrom = refusal.from;
     refusedUntil = refusal.until;
     refusedAbove = refusal.above;
@@ -43,8 +59,8 @@ AllocationLimit::~AllocationLimit() {
     setAllocationGate(nullptr);
 }
 
-int AllocationLimit::refusedByAll() {
-    return refusals;
+int AllocationLimit::refused() const {
+    return refusals - before;
 }
 
 HostSide::HostSide(bool isHost)
@@ -54,6 +70,11 @@ HostSide::HostSide(bool isHost)
 
 HostSide::~HostSide() {
     isHostSide = before;
+}
+
+void forEachRefusedRequest(int most, const std::function<void(const Refusal &)> &round) {
+    sweep(most, round, false);
+    sweep(most, round, true);
 }
 
 } // namespace tonvale::test

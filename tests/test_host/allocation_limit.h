@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 // Memory that runs out. In a program that uses a limit, `operator new` in all its forms and the
 // containers' raw memory are one stream of requests.
@@ -31,12 +32,10 @@ class AllocationLimit {
     AllocationLimit &operator=(const AllocationLimit &) = delete;
 
     /// Requests that were refused since this limit began.
-    int refused() const { return refusedByAll() - before; }
-    /// The same since the program began.
-    static int refusedByAll();
+    int refused() const;
 
   private:
-    int before = refusedByAll();
+    int before;
 };
 
 /// While it lives, this thread's requests are the host's, and no limit counts them.
@@ -61,5 +60,11 @@ class PluginSide : HostSide {
     PluginSide()
         : HostSide(false) {}
 };
+
+/// Calls `round` with request 0 refused, then request 1, and so on until a round met no refusal;
+/// then again with request n and all behind it refused. A round puts an AllocationLimit of what it
+/// is given round what it tries, makes what that needs before, and judges behind. The test fails
+/// where nothing is ever refused, or where `most` rounds of either form are not enough.
+void forEachRefusedRequest(int most, const std::function<void(const Refusal &)> &round);
 
 } // namespace tonvale::test

@@ -3,8 +3,7 @@
 #include "convolution/containers/impulse_buffer.h"
 #include "convolution/containers/raw_memory.h"
 
-#include "test_host/refusal_sweep.h"
-#include "test_host/test_host.h"
+#include "test_host/allocation_limit.h"
 
 #include <algorithm>
 #include <deque>
