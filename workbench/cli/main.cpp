@@ -1,4 +1,5 @@
 #include "workbench/cli/commands/commands.h"
+#include "workbench/cli/warnings.h"
 
 #include <CLI/CLI.hpp>
 
@@ -65,7 +66,7 @@ int run(int argc, char **argv) {
     }
     if (std::fflush(stdout) != 0)
         return complain("standard output can't be written", failed);
-    return 0;
+    return tonvale::workbench::statusAfterWarnings();
 }
 
 } // namespace
