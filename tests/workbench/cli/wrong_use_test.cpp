@@ -62,7 +62,14 @@ TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
     expectRefused({"render", voice, folder.file("no/folder/out.wav")}, failed, "no/folder");
     expectRefused({"render", voice, folder.file("")}, failed, folder.file(""));
     expectRefused({"render", voice, "/dev/null"}, failed, "/dev/null");
-    expectRefused({"render", voice, folder.file("out.flac")}, failed, ".wav");
+    for (const std::string name : {"out.mp3", "out", "out.wav.txt"})
+        expectRefused({"render", voice, folder.file(name)}, failed, "name ends in .wav");
+    for (const std::string depth : {"32", "64"})
+        expectRefused({"render", voice, folder.file("out.FLAC"), "--depth", depth}, failed,
+                      "can't hold " + depth + " bits");
+    writeSound(folder.file("nine.wav"), {48000, noiseChannels(9, 10, 2)});
+    expectRefused({"render", folder.file("nine.wav"), folder.file("out.flac")}, failed,
+                  "9 channels");
     expectRefused({"render", voice, out, "--save-state", folder.file("no/state")}, failed,
                   "no/state");
     // More than 4 GiB, more than a double, and more bytes a second than the header can hold.

@@ -15,6 +15,10 @@ class ChainOptions {
     /// Adds --ir, --stage and --load-state. This must stay in its place while `command` parses.
     void addTo(CLI::App &command);
 
+    /// Has two --ir files give the four responses of true stereo: the second's channels follow the
+    /// first's. Before check().
+    void placeForTrueStereo() { isTrueStereo = true; }
+
     /// Reads what the command line gave and checks it as far as that goes without the plug-in:
     /// texts, and whether the files are there. Throws Problem.
     void check();
@@ -38,8 +42,10 @@ class ChainOptions {
     std::vector<std::string> lines;
     std::vector<std::string> files;
     std::string first;
+    bool isTrueStereo = false;
 
     void readLines();
+    void checkTrueStereo() const;
 };
 
 /// Prints the chain as the plug-in tells it, one line a stage, with "!" in front of a bypassed one.

@@ -31,9 +31,8 @@ class WriterSink final : public MediaSink {
 
 } // namespace
 
-MeasuringHost::MeasuringHost(const std::string &outputName, int bits)
-    : name(outputName)
-    , depth(bits)
+MeasuringHost::MeasuringHost(const std::string &outputName, const SoundFormat &soundFormat)
+    : format(soundFormat)
     , file(outputName) {
     if (!loadHostFunctions(hostCallback))
         throw Problem("this host lacks a function that measuring needs");
@@ -47,8 +46,8 @@ MeasuringHost::~MeasuringHost() {
 
 MediaSink *MeasuringHost::createSink(const char *, const void *, int, int channels, int rate, int) {
     try {
-        present->writer = std::make_unique<SoundWriter>(present->name, present->file, channels,
-                                                        rate, present->depth);
+        present->writer =
+            std::make_unique<SoundWriter>(present->file, present->format, shapeOf(rate, channels));
     } catch (const Problem &) {
         return nullptr;
     }
@@ -71,6 +70,7 @@ void MeasuringHost::finish(MeasureOutcome outcome, const std::string &subject,
         throw Problem(subject + ": " + (message ? message : "nothing was written") + reason);
     }
     writer->finish();
+    file.commit();
     writer->report();
 }
 
