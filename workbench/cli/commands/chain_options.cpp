@@ -136,10 +136,12 @@ void ChainOptions::loadState(Effect &effect) {
         effect.setChunk(state);
 }
 
-void ChainOptions::loadStages(Effect &effect) const {
-    for (const std::string &line : lines) {
-        if (!effect.appendStage(line))
-            throw Problem("stage '" + line + "': the plug-in can't make it");
+void ChainOptions::loadStages(Effect &effect, const std::vector<std::string> &more) const {
+    for (const auto *texts : {&lines, &more}) {
+        for (const std::string &line : *texts) {
+            if (!effect.appendStage(line))
+                throw Problem("stage '" + line + "': the plug-in can't make it");
+        }
     }
 
     // The plug-in itself stays silent about a file of a saved state that has gone.

@@ -29,9 +29,10 @@ class ChainOptions {
 
     /// Gives the plug-in the saved state, if there is one.
     void loadState(Effect &effect);
-    /// Appends the stages in the order of the command line and has the response made. Throws
-    /// Problem for a stage that the plug-in can't make or a file that it can't read.
-    void loadStages(Effect &effect) const;
+    /// Appends the stages in the order of the command line, then those of `more`, and has the
+    /// response made. Throws Problem for a stage that the plug-in can't make or a file that it
+    /// can't read.
+    void loadStages(Effect &effect, const std::vector<std::string> &more = {}) const;
 
   private:
     CLI::App *app = nullptr;

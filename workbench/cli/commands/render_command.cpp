@@ -14,7 +14,9 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <malloc.h>
 #include <memory>
+#include <sched.h>
 #include <thread>
 
 namespace tonvale::workbench {
@@ -23,9 +25,14 @@ namespace {
 
 constexpr double largestBlock = 65536;
 constexpr double longestTail = 86400;
+constexpr int largeBlock = 256 << 10;
 
+/// The cores that this program may use.
 int coreCount() {
-    return static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    cpu_set_t cores;
+    const bool isTold = sched_getaffinity(0, sizeof cores, &cores) == 0;
+    return std::max(1, isTold ? CPU_COUNT(&cores)
+                              : static_cast<int>(std::thread::hardware_concurrency()));
 }
 
 class Stopwatch {
@@ -92,6 +99,9 @@ class RenderCommand {
     }
 
     void run() {
+        // Large blocks go back to the system, which otherwise keeps each stage of a setup as long
+        // as the program runs.
+        mallopt(M_MMAP_THRESHOLD, largeBlock);
         checkNames();
         if (block)
             wishes.block = static_cast<int>(*block);

@@ -10,7 +10,7 @@ namespace tonvale::workbench {
 namespace {
 
 // Enough that nobody waits for a neighbour who is late now and then.
-constexpr size_t blockCount = 4;
+constexpr size_t blockCount = 8;
 // The engines take 16384 samples at a time from the longest responses; caches hold that.
 constexpr size_t usualFrames = 16384;
 constexpr size_t fewestFrames = 256;
@@ -56,9 +56,9 @@ BlockPipeline::BlockPipeline(int feeds, const std::vector<int> &widths)
 
 /// False when all shall stop.
 template <class Condition>
-bool BlockPipeline::waitFor(Condition condition) {
+bool BlockPipeline::waitFor(std::condition_variable &change, Condition condition) {
     std::unique_lock held(lock);
-    changed.wait(held, [&] { return stopped || condition(); });
+    change.wait(held, [&] { return stopped || condition(); });
     return !stopped;
 }
 
@@ -72,15 +72,21 @@ void BlockPipeline::guard(const std::function<void()> &part) {
         if (!failure)
             failure = std::current_exception();
         stopped = true;
-        changed.notify_all();
+        for (auto *change : {&roomMade, &inputFilled, &blockWorked})
+            change->notify_all();
     }
+}
+
+bool BlockPipeline::isWorked(int64_t index) const {
+    return std::all_of(worked.begin(), worked.end(),
+                       [index](int64_t count) { return count > index; });
 }
 
 void BlockPipeline::fill(const Source &source, const StreamSpan &span) {
     const auto size = static_cast<int64_t>(blocks.size());
     int64_t read = 0;
     bool ended = false;
-    while (waitFor([&] { return filled - drained < size; })) {
+    while (waitFor(roomMade, [&] { return filled - drained < size; })) {
         const Block &next = block(filled);
         const int got = ended ? 0 : source(next.in.data(), blockFrames);
         read += got;
@@ -94,9 +100,11 @@ void BlockPipeline::fill(const Source &source, const StreamSpan &span) {
         const bool isLast = ended && filled * blockFrames >= streamEnd;
         if (isLast)
             total = filled;
-        changed.notify_all();
-        if (isLast)
+        inputFilled.notify_all();
+        if (isLast) {
+            blockWorked.notify_all();
             return;
+        }
     }
 }
 
@@ -106,12 +114,13 @@ void BlockPipeline::work(size_t index, const Worker &worker) {
         isOver = k == total;
         return isOver || k < filled;
     };
-    for (int64_t k = 0; waitFor([&] { return isNext(k); }) && !isOver; ++k) {
+    for (int64_t k = 0; waitFor(inputFilled, [&] { return isNext(k); }) && !isOver; ++k) {
         const Block &present = block(k);
         worker(present.in.data(), present.out.data() + firstPlanes[index], blockFrames);
         const std::scoped_lock held(lock);
         worked[index] = k + 1;
-        changed.notify_all();
+        if (isWorked(k))
+            blockWorked.notify_all();
     }
 }
 
@@ -122,10 +131,9 @@ void BlockPipeline::drainAll(const Drain &drain, const StreamSpan &span) {
         isOver = k == total;
         // What is read before the end is all written.
         end = std::min((k + 1) * blockFrames, total ? streamEnd : INT64_MAX);
-        return isOver ||
-               std::all_of(worked.begin(), worked.end(), [&](int64_t count) { return count > k; });
+        return isOver || isWorked(k);
     };
-    for (int64_t k = 0; waitFor([&] { return isNext(k); }) && !isOver; ++k) {
+    for (int64_t k = 0; waitFor(blockWorked, [&] { return isNext(k); }) && !isOver; ++k) {
         const int64_t first = std::max(k * blockFrames, span.skipped);
         if (first < end) {
             drain(block(k).out.data(), static_cast<int>(end - first),
@@ -133,7 +141,7 @@ void BlockPipeline::drainAll(const Drain &drain, const StreamSpan &span) {
         }
         const std::scoped_lock held(lock);
         ++drained;
-        changed.notify_all();
+        roomMade.notify_all();
     }
 }
 

@@ -49,9 +49,12 @@ class BlockPipeline {
     std::vector<int> firstPlanes; ///< of each worker
     std::vector<Block> blocks;
 
-    // Counts of blocks, under the lock; `changed` tells of every change.
+    // Counts of blocks, under the lock, and what tells of a change: to the source, to the workers,
+    // to the drain.
     std::mutex lock;
-    std::condition_variable changed;
+    std::condition_variable roomMade;
+    std::condition_variable inputFilled;
+    std::condition_variable blockWorked;
     int64_t filled = 0;
     std::vector<int64_t> worked;
     int64_t drained = 0;
@@ -61,7 +64,8 @@ class BlockPipeline {
     std::exception_ptr failure;
 
     template <class Condition>
-    bool waitFor(Condition condition);
+    bool waitFor(std::condition_variable &change, Condition condition);
+    bool isWorked(int64_t index) const;
     void guard(const std::function<void()> &work);
     void fill(const Source &source, const StreamSpan &span);
     void work(size_t index, const Worker &worker);

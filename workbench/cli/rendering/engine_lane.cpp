@@ -1,7 +1,5 @@
 #include "workbench/cli/rendering/engine_lane.h"
 
-#include "workbench/cli/problem.h"
-
 #include <algorithm>
 
 namespace tonvale::workbench {
@@ -19,12 +17,6 @@ EngineLane::EngineLane(std::unique_ptr<Effect> wholeEffect, const LaneRoute &rou
     , largestBlock(block)
     , from(inputs.size())
     , to(inputs.size()) {
-    for (const std::string &stage : route.selection) {
-        if (!effect->appendStage(stage))
-            throw Problem("the plug-in can't take its response's channels apart");
-    }
-    if (!route.selection.empty())
-        effect->finishChainChange();
     if (!route.hasDry)
         effect->setParameter(dryParameter, 0.0);
     if (route.isMirrored)

@@ -12,9 +12,8 @@ namespace tonvale::workbench {
 /// then processes on any other.
 class EngineLane {
   public:
-    /// Takes an instance whose chain and settings are those of the whole sound, and fits it to the
-    /// route. `block` is the most frames that the plug-in gets at once, 0 for no limit. Throws
-    /// Problem.
+    /// Takes an instance with the chain of the route and the settings of the whole sound. `block`
+    /// is the most frames that the plug-in gets at once, 0 for no limit. Throws Problem.
     EngineLane(std::unique_ptr<Effect> effect, const LaneRoute &route, int block);
 
     Effect &instance() { return *effect; }

@@ -65,17 +65,17 @@ Renderer::Renderer(ChainOptions &chainOptions, const SettingsOptions &settingsOp
     , mostLanes(lanes) {}
 
 /// With the chain and the settings, and, where no engine is asked for, with the quickest one.
-std::unique_ptr<Effect> Renderer::makeEffect(double sampleRate, std::string *settingsShown) {
+std::unique_ptr<Effect> Renderer::makeEffect(double sampleRate, std::string &settingsShown,
+                                             const std::vector<std::string> &moreStages) {
     auto effect = std::make_unique<Effect>(sampleRate);
     chain.loadState(*effect);
     settings.applyTo(*effect);
-    if (settingsShown)
-        *settingsShown = settingsText(*effect);
+    settingsShown = settingsText(*effect);
     if (!settings.choosesEngine()) {
         for (const auto &[parameter, value] : quickest)
             effect->setParameter(parameter, value);
     }
-    chain.loadStages(*effect);
+    chain.loadStages(*effect, moreStages);
     return effect;
 }
 
@@ -110,14 +110,18 @@ std::vector<LaneRoute> Renderer::plan(const Recording &recording, Effect &effect
 Rig Renderer::prepare(const Recording &recording, const Describe &describe) {
     const std::scoped_lock held(hostThread);
     std::string shown;
-    auto first = makeEffect(recording.sampleRate(), &shown);
+    auto first = makeEffect(recording.sampleRate(), shown);
     const int responses = responseChannels(*first);
     describe(*first, responses, shown);
 
     const std::vector<LaneRoute> routes = plan(recording, *first, responses);
     Rig rig;
     for (const LaneRoute &route : routes) {
-        auto effect = first ? std::move(first) : makeEffect(recording.sampleRate());
+        auto effect = std::move(first);
+        if (!effect || !route.selection.empty()) {
+            effect.reset();
+            effect = makeEffect(recording.sampleRate(), shown, route.selection);
+        }
         rig.lanes.emplace_back(std::move(effect), route, wishes.block.value_or(0));
     }
     rig.sources = sourcesOf(routes);

@@ -68,7 +68,8 @@ class Renderer {
     const RenderWishes &wishes;
     int mostLanes;
 
-    std::unique_ptr<Effect> makeEffect(double sampleRate, std::string *settingsShown = nullptr);
+    std::unique_ptr<Effect> makeEffect(double sampleRate, std::string &settingsShown,
+                                       const std::vector<std::string> &moreStages = {});
     std::vector<LaneRoute> plan(const Recording &recording, Effect &effect, int responses) const;
 };
 
