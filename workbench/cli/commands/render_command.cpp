@@ -165,7 +165,7 @@ class RenderCommand {
     }
 
     void renderMany() {
-        const SoundFormat chosen = format.formatOf("." + type);
+        const SoundFormat chosen = format.formatOf(folder + "/*." + type);
         const BatchPlan plan{names, folder, chosen};
         chain.check();
         checkBatch(plan);
@@ -230,7 +230,7 @@ class RenderCommand {
 
     /// Tells of the recording, where there is just one, and of what all have in common.
     Renderer::Describe describer(const Recording *recording) const {
-        return [recording, isTold = std::make_shared<bool>(false)](
+        return [this, recording, isTold = std::make_shared<bool>(false)](
                    Effect &effect, int responses, const std::string &shownSettings) {
             if (std::exchange(*isTold, true))
                 return;
@@ -241,9 +241,10 @@ class RenderCommand {
                         .c_str());
             }
             printChain(effect);
-            std::printf("Response  %d %s, latency %lld samples\n", responses,
-                        responses == 1 ? "channel" : "channels",
-                        static_cast<long long>(effect.latency()));
+            std::printf("Response  %d %s", responses, responses == 1 ? "channel" : "channels");
+            if (settings.choosesEngine())
+                std::printf(", latency %lld samples", static_cast<long long>(effect.latency()));
+            std::printf("\n");
             std::printf("Settings  %s\n", shownSettings.c_str());
             std::fflush(stdout);
         };

@@ -123,16 +123,18 @@ void wave64Chunk(Bytes &bytes, std::string_view name, int64_t contentSize) {
     bytes.number(wave64ChunkHead + contentSize);
 }
 
-Bytes wave64Header(const SoundFormat &format, const SoundShape &shape, int64_t frames) {
+Bytes wave64Header(const SoundFormat &format, SoundShape shape, int64_t frames) {
+    // libsndfile, and so most programs, can't read the long form of these.
+    if (format.depth == 64)
+        shape.speakers = 0;
     const Bytes content = formatContent(format, shape);
-    const auto padded = [](int64_t size) { return (size + 7) / 8 * 8; };
     const int64_t samples = frames < 0 ? 0 : frames * frameBytes(format, shape);
     Bytes inner;
     inner.text("wave");
     inner.text(wave64Tail);
     wave64Chunk(inner, "fmt ", content.size());
     inner.add(content);
-    inner.zeros(static_cast<size_t>(padded(content.size()) - content.size()));
+    inner.zeros(static_cast<size_t>(-content.size() & 7));
     if (format.isFloat()) {
         wave64Chunk(inner, "fact", 8);
         inner.number(std::max<int64_t>(frames, 0));
@@ -140,7 +142,7 @@ Bytes wave64Header(const SoundFormat &format, const SoundShape &shape, int64_t f
     wave64Chunk(inner, "data", samples);
     Bytes header;
     header.text(wave64Riff);
-    header.number(wave64ChunkHead + inner.size() + padded(samples));
+    header.number(wave64ChunkHead + inner.size() + samples);
     header.add(inner);
     return header;
 }
@@ -154,9 +156,9 @@ std::string waveHeader(const SoundFormat &format, const SoundShape &shape, bool 
 }
 
 int wavePadding(const SoundFormat &format, const SoundShape &shape, int64_t frames) {
-    const int64_t unit = format.container == Container::wave64 ? 8 : 2;
-    const int64_t rest = std::max<int64_t>(frames, 0) * frameBytes(format, shape) % unit;
-    return rest == 0 ? 0 : static_cast<int>(unit - rest);
+    if (format.container == Container::wave64)
+        return 0;
+    return static_cast<int>(std::max<int64_t>(frames, 0) * frameBytes(format, shape) % 2);
 }
 
 } // namespace tonvale::workbench

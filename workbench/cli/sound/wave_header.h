@@ -14,8 +14,8 @@ namespace tonvale::workbench {
 /// any length.
 std::string waveHeader(const SoundFormat &format, const SoundShape &shape, bool hasRoom);
 
-/// The bytes that fill the file up behind its samples: chunks are even in WAV, and multiples of
-/// eight in W64.
+/// The bytes that fill the file up behind its samples: chunks are even in WAV. Those of W64 are
+/// multiples of eight, but the last one, which readers would take to be longer.
 int wavePadding(const SoundFormat &format, const SoundShape &shape, int64_t frames);
 
 } // namespace tonvale::workbench
