@@ -30,7 +30,7 @@ constexpr int slotCount = 64;
 TemporaryName temporaryNames[slotCount];
 static_assert(std::atomic<bool>::is_always_lock_free);
 
-constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ};
+constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 extern "C" void removeTemporaryFiles(int signalNumber) {
     for (const TemporaryName &name : temporaryNames) {
@@ -132,6 +132,8 @@ void OutputFile::findPlace() {
 }
 
 void OutputFile::openTemporary() {
+    // A file that may not grow any further shows as a failed write.
+    std::signal(SIGXFSZ, SIG_IGN);
     handle = FileHandle(open(folderOf(place).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666));
     // File systems without such files say so in several ways, and the way back to a name leads
     // through /proc.

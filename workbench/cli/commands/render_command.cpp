@@ -25,14 +25,17 @@ namespace {
 
 constexpr double largestBlock = 65536;
 constexpr double longestTail = 86400;
+constexpr int mostInstances = 16;
 constexpr int largeBlock = 256 << 10;
 
-/// The cores that this program may use.
+/// The cores that this program may use, up to as many as are worth an instance each, since every one
+/// makes the whole response before it leaves its part.
 int coreCount() {
     cpu_set_t cores;
     const bool isTold = sched_getaffinity(0, sizeof cores, &cores) == 0;
-    return std::max(1, isTold ? CPU_COUNT(&cores)
-                              : static_cast<int>(std::thread::hardware_concurrency()));
+    const int count =
+        isTold ? CPU_COUNT(&cores) : static_cast<int>(std::thread::hardware_concurrency());
+    return std::clamp(count, 1, mostInstances);
 }
 
 class Stopwatch {
@@ -205,6 +208,9 @@ class RenderCommand {
                                          Renderer &renderer, double rate) const {
         if (savedState.empty())
             return nullptr;
+        for (const std::string &name : names)
+            refuseOverwriting(savedState, name);
+        chain.refuseOverwritingBy(savedState);
         for (const std::string &output : outputs) {
             std::error_code error;
             namespace fs = std::filesystem;
