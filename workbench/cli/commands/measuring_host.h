@@ -17,8 +17,10 @@ namespace tonvale::workbench {
 /// be told. One at a time.
 class MeasuringHost {
   public:
-    /// The file to come is called `outputName`. Throws Problem where no such file may be made.
-    MeasuringHost(const std::string &outputName, const SoundFormat &format);
+    /// The file to come is called `outputName` and has `frames` frames, where that is known. Throws
+    /// Problem where no such file may be made.
+    MeasuringHost(const std::string &outputName, const SoundFormat &format,
+                  std::optional<int64_t> frames = std::nullopt);
     ~MeasuringHost();
     MeasuringHost(const MeasuringHost &) = delete;
     MeasuringHost &operator=(const MeasuringHost &) = delete;
@@ -39,6 +41,7 @@ class MeasuringHost {
                                  int rate, int zero);
 
     SoundFormat format;
+    std::optional<int64_t> frameCount;
     OutputFile file;
     std::unique_ptr<SoundWriter> writer;
 };

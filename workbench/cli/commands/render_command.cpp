@@ -28,8 +28,8 @@ constexpr double longestTail = 86400;
 constexpr int mostInstances = 16;
 constexpr int largeBlock = 256 << 10;
 
-/// The cores that this program may use, up to as many as are worth an instance each, since every one
-/// makes the whole response before it leaves its part.
+/// The cores that this program may use, up to as many as are worth an instance each, since every
+/// one makes the whole response before it leaves its part.
 int coreCount() {
     cpu_set_t cores;
     const bool isTold = sched_getaffinity(0, sizeof cores, &cores) == 0;

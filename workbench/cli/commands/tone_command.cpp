@@ -12,8 +12,9 @@ namespace tonvale::workbench {
 
 namespace {
 
-// A WAV file counts bytes in 32 bits, those of a second too; some are left for its header.
-constexpr double largestFile = 4294967295.0 - 65536.0;
+constexpr double mostFrames = 2147483647.0;
+// Headers count the bytes of a second in 32 bits.
+constexpr double mostBytesASecond = 4294967295.0;
 
 class ToneCommand {
   public:
@@ -37,7 +38,7 @@ class ToneCommand {
         const SoundFormat chosen = format.formatOf(output);
         settings.toneBitDepth = chosen.depth;
         refuseTooLarge();
-        MeasuringHost host(output, chosen);
+        MeasuringHost host(output, chosen, testToneLength(settings));
         MeasureOutcome outcome;
         {
             ProgressBar bar(MeasuringHost::progressSteps);
@@ -54,13 +55,11 @@ class ToneCommand {
     void refuseTooLarge() const {
         const double seconds = settings.toneLengthSeconds;
         const double rate = settings.toneSampleRate;
-        const double sampleBytes = settings.toneBitDepth / 8.0;
-        if (seconds * rate * sampleBytes <= largestFile && rate * sampleBytes <= largestFile)
+        if (seconds * rate <= mostFrames && rate * settings.toneBitDepth / 8.0 <= mostBytesASecond)
             return;
         char reason[160];
-        std::snprintf(reason, sizeof reason,
-                      ": %g s at %g Hz and %d bits are more than a WAV file can hold", seconds,
-                      rate, static_cast<int>(settings.toneBitDepth));
+        std::snprintf(reason, sizeof reason, ": %g s at %g Hz are more than a tone can have",
+                      seconds, rate);
         throw Problem(output + reason);
     }
 };

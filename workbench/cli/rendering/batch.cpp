@@ -82,7 +82,7 @@ void Batch::work(const Renderer::Describe &describe, ProgressBar &bar) {
         if (problem.empty())
             continue;
         if (problem.find(*input) == std::string::npos)
-            problem = *input + ": " + problem;
+            problem.insert(0, *input + ": ");
         const std::scoped_lock held(lock);
         failed = true;
         bar.clear();

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <mutex>
+#include <utility>
 
 namespace tonvale::workbench {
 
@@ -117,7 +118,7 @@ Rig Renderer::prepare(const Recording &recording, const Describe &describe) {
     const std::vector<LaneRoute> routes = plan(recording, *first, responses);
     Rig rig;
     for (const LaneRoute &route : routes) {
-        auto effect = std::move(first);
+        auto effect = std::exchange(first, nullptr);
         if (!effect || !route.selection.empty()) {
             effect.reset();
             effect = makeEffect(recording.sampleRate(), shown, route.selection);

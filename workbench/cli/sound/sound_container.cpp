@@ -77,9 +77,9 @@ struct LibraryFormat {
     sf_count_t (*write)(SNDFILE *file, const void *numbers, sf_count_t frames);
 };
 
-template <class Number, sf_count_t (*Write)(SNDFILE *, const Number *, sf_count_t)>
+template <class Number, sf_count_t (*write)(SNDFILE *, const Number *, sf_count_t)>
 sf_count_t writeNumbers(SNDFILE *file, const void *numbers, sf_count_t frames) {
-    return Write(file, static_cast<const Number *>(numbers), frames);
+    return write(file, static_cast<const Number *>(numbers), frames);
 }
 
 constexpr LibraryFormat libraryFormats[] = {
