@@ -113,6 +113,8 @@ TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
         {"--dry", "1e9"},     {"--pre-verb", "3001"},
         {"--zl", "maybe"},    {"--ir"},
         {"--loud"},           {"third"},
+        {"--wet", "12"},      {"--into", ""},
+        {"--type", "flac"},   {"--true-stereo", "--channels", "2"},
     };
     for (const Words &words : wrong)
         expectRefused(Words{"render", voice, out} + words, wrongUsage, words[0]);

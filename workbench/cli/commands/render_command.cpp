@@ -58,7 +58,7 @@ class RenderCommand {
                         "- for a WAV to standard output. With --into any number of IN")
             ->type_name("")
             ->required();
-        CLI::Option *into =
+        into =
             command.add_option("--into", folder,
                                "Write a file for each IN, named after it, into a folder, which is "
                                "made; several at a time");
@@ -112,14 +112,15 @@ class RenderCommand {
             wishes.channels = static_cast<int>(*channels);
         if (wishes.isTrueStereo)
             chain.placeForTrueStereo();
-        if (folder.empty())
-            renderOne();
-        else
+        if (into->count() > 0)
             renderMany();
+        else
+            renderOne();
     }
 
   private:
     std::vector<std::string> names;
+    CLI::Option *into;
     std::string folder;
     std::string type = "wav";
     std::string savedState;
@@ -131,8 +132,11 @@ class RenderCommand {
     SettingsOptions settings;
 
     void checkNames() const {
-        if (!folder.empty())
+        if (into->count() > 0) {
+            if (folder.empty())
+                throw CLI::ValidationError("--into", "the name of the folder is missing");
             return;
+        }
         if (names.size() < 2)
             throw CLI::ValidationError("OUT", "is missing");
         if (names.size() > 2) {
