@@ -1,4 +1,5 @@
 #include "workbench/analysis/interaural.h"
+#include "workbench/cli/commands/analysis_picture.h"
 #include "workbench/cli/commands/analysis_report.h"
 #include "workbench/cli/commands/commands.h"
 #include "workbench/cli/problem.h"
@@ -94,6 +95,10 @@ class AnalyseCommand {
         command.add_flag("--json", asJson, "Print the figures for programs");
         command.add_flag("--third", inThirds,
                          "In third octaves from 50 Hz to 10 kHz instead of octaves");
+        command
+            .add_option("--picture", picture,
+                        "Draw levels, spectrogram and reverberation times of the one FILE")
+            ->type_name("OUT.png");
         addStrict(command);
         command.footer(
             "After ISO 3382-1, broadband and in octaves from 63 Hz to 8 kHz, the noise taken out. "
@@ -102,12 +107,16 @@ class AnalyseCommand {
     }
 
     void run() {
+        if (!picture.empty() && names.size() != 1)
+            throw CLI::ValidationError("--picture", "takes exactly one FILE");
         std::vector<ResponseFile> files;
         for (const std::string &name : names) {
             ResponseFile file = analyse(name);
             warnOf(file);
             if (!asJson)
                 printTable(file);
+            if (!picture.empty())
+                draw(file);
             file.samples.clear();
             files.push_back(std::move(file));
         }
@@ -117,8 +126,17 @@ class AnalyseCommand {
 
   private:
     std::vector<std::string> names;
+    std::string picture;
     bool asJson = false;
     bool inThirds = false;
+
+    void draw(const ResponseFile &file) const {
+        if (file.name != pipeName)
+            refuseOverwriting(picture, file.name);
+        OutputFile output(picture);
+        drawPicture(file, output);
+        output.commit();
+    }
 
     ResponseFile analyse(const std::string &name) const {
         ResponseFile file = readResponse(name);
