@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numbers>
 #include <numeric>
+#include <utility>
 
 namespace tonvale::workbench {
 
@@ -31,6 +32,9 @@ constexpr int mostTurns = 8;
 // A decay that lies no further than this below what is taken for noise is what was taken for it.
 constexpr double hidden = 6;
 
+// What falls less over the whole file doesn't fall.
+constexpr double leastFall = 3;
+
 constexpr double nepersPerDb = std::numbers::ln10 / 10;
 
 /// The part of the response behind its peak.
@@ -50,7 +54,8 @@ class Tail {
 
     void run() {
         noise = noiseFrom(samples.size());
-        fitWhole();
+        if (!standsOut())
+            return;
         for (int turn = 0; turn < mostTurns && falls(); ++turn) {
             const double before = knee();
             noise = noiseFrom(noiseStart());
@@ -116,17 +121,27 @@ class Tail {
         return meanPower(samples.subspan(std::min(place, lastNoiseStart())));
     }
 
-    /// From the peak to where blocks first come near the noise.
-    void fitWhole() {
+    /// Fits the line from the peak to where blocks first come near the noise. False where nothing
+    /// stands out: then it is all noise, or a decay that is cut before it falls far.
+    bool standsOut() {
         const double least = noise * std::pow(10.0, noiseMargin / 10);
         size_t count = 0;
         while ((count + 1) * firstBlock <= samples.size() &&
                meanPower(samples.subspan(count * firstBlock, firstBlock)) > least)
             ++count;
-        // A steep decay falls within one block: then smaller ones tell more.
-        const size_t length = std::max<size_t>(count, 1) * firstBlock;
-        fitBlocks(0, length,
-                  count < lateBlocks ? std::max<size_t>(length / lateBlocks, 1) : firstBlock);
+        if (count > 0) {
+            // A steep decay falls within a few blocks: then smaller ones tell more.
+            const size_t length = count * firstBlock;
+            fitBlocks(0, length,
+                      count < lateBlocks ? std::max<size_t>(length / lateBlocks, 1) : firstBlock);
+            return true;
+        }
+        const double taken = std::exchange(noise, 0.0);
+        fitBlocks(0, samples.size(), firstBlock);
+        if (fall * static_cast<double>(samples.size()) < leastFall * nepersPerDb)
+            fall = 0;
+        noise = taken;
+        return false;
     }
 
     bool fitLate() {

@@ -66,7 +66,10 @@ bool stopsBefore(const std::vector<double> &samples, const ChannelFigures &figur
     const Decay &decay = figures.decay;
     if (decay.showsNoise || decay.end == 0)
         return false;
-    const size_t count = std::min(decay.end, static_cast<size_t>(lastPart * rate));
+    // Short responses, of a loudspeaker say, don't have so much to spare.
+    const size_t whole = decay.end - decay.peak;
+    const size_t count =
+        std::min(std::max<size_t>(whole / 4, 1), static_cast<size_t>(lastPart * rate));
     const auto last = std::span(samples).subspan(decay.end - count, count);
     return powerDb(meanPower(last) / (figures.peak * figures.peak)) > -leastFall;
 }

@@ -147,7 +147,7 @@ void drawTimes(Canvas &canvas, const ResponseFile &response) {
     plot.finish();
     for (size_t c = 0; c < shown; ++c) {
         const std::string name = shown == 1 ? "" : ", channel " + std::to_string(c + 1);
-        plot.key(static_cast<int>(2 * c), "T30 (else T20)" + name, {channelColours[c], 2, false});
+        plot.key(static_cast<int>(2 * c), "T30 or T20" + name, {channelColours[c], 2, false});
         plot.key(static_cast<int>(2 * c + 1), "EDT" + name, {channelColours[c], 1.5, true});
     }
 }

@@ -57,8 +57,8 @@ double Axis::share(double value) const {
 
 Axis steppedAxis(const std::string &title, double low, double high, double step) {
     Axis axis{title, low, high, {}};
-    for (double i = std::ceil(low / step - 1e-9); i * step <= high * (1 + 1e-9); ++i)
-        axis.marks.push_back(i * step);
+    for (double i = std::ceil(low / step - 1e-9); i * step <= high + step * 1e-9; ++i)
+        axis.marks.push_back(i * step + 0.0); // no -0
     return axis;
 }
 

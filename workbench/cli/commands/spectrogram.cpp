@@ -12,7 +12,7 @@ namespace tonvale::workbench {
 
 namespace {
 
-constexpr double windowSeconds = 0.04;
+constexpr double longestSeconds = 0.06;
 constexpr size_t smallestWindow = 256;
 constexpr size_t largestWindow = 32768;
 
@@ -21,7 +21,7 @@ constexpr size_t largestWindow = 32768;
 std::vector<double> spectrogram(std::span<const double> samples, double rate, size_t columns,
                                 std::span<const double> frequencies) {
     prepareTransforms();
-    const auto wanted = static_cast<size_t>(std::min(windowSeconds * rate, 1e6));
+    const auto wanted = static_cast<size_t>(std::min(longestSeconds * rate, 1e6));
     const size_t size = std::clamp(std::bit_floor(wanted), smallestWindow, largestWindow);
     const int *places = fftPermutation(static_cast<int>(size / 2));
     std::vector<double> window(size);
