@@ -100,7 +100,7 @@ void drawLevels(Canvas &canvas, const ResponseFile &response) {
 
 void drawSpectrogram(Canvas &canvas, const ResponseFile &response) {
     const Axis time = linearAxis("Time, s", 0, seconds(response));
-    const Axis pitch = octaveAxis("Frequency, Hz", lowestShown,
+    const Axis pitch = octaveAxis("Frequency of channel 1, Hz", lowestShown,
                                   std::clamp(response.rate / 2, 2 * lowestShown, highestShown));
     Plot plot(canvas, spectrogramFrame, time, pitch);
     const auto width = static_cast<size_t>(spectrogramFrame.width);
