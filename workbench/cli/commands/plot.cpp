@@ -33,7 +33,7 @@ Colour colourOf(double share) {
 }
 
 uint32_t pixelOf(const Colour &colour) {
-    const auto byte = [](double share) { return static_cast<uint32_t>(share * 255 + 0.5); };
+    const auto byte = [](double share) { return static_cast<uint32_t>(std::lround(share * 255)); };
     return byte(colour.red) << 16 | byte(colour.green) << 8 | byte(colour.blue);
 }
 
