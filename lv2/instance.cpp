@@ -211,7 +211,9 @@ void Instance::adoptOutcome() {
     std::swap(report, made->report);
     allIsNew = true;
     if (made->voice && !isFresh) {
-        faded = -made->voice->latency();
+        const int32_t late = made->voice->latency();
+        listened = 0;
+        faded = late > 0 ? -late - static_cast<int32_t>(fadeLength) : 0;
         incoming = std::move(made);
         return;
     }
@@ -242,14 +244,24 @@ void Instance::readInputs(uint32_t offset, int32_t frames) {
     }
 }
 
-/// The new voice listens until it has the dry signal that is on its way, and then takes over.
+/// What comes to the new voice begins softly, so that no echo of its begins hard. One without
+/// latency thereby comes in as the old one goes; any other listens until it has the dry signal that
+/// is on its way, and then takes over.
 void Instance::crossfade(int32_t frames) {
+    const bool isPrompt = incoming->voice->latency() == 0;
+    const auto gainAt = [this](int32_t position) {
+        return std::clamp(position / fadeLength, 0.0, 1.0);
+    };
+    for (size_t c = 0; c < kind.inputs.channels.size(); ++c)
+        for (int32_t i = 0; i < frames; ++i)
+            in[c][i] *= gainAt(listened + i);
+    listened = std::min(listened + frames, static_cast<int32_t>(fadeLength) + 1);
     incoming->voice->follow(settings);
     incoming->voice->process(in.data(), next.data(), frames);
     for (size_t c = 0; c < kind.outputs.channels.size(); ++c) {
         for (int32_t i = 0; i < frames; ++i) {
-            const double gain = std::clamp((faded + i) / fadeLength, 0.0, 1.0);
-            out[c][i] += gain * (next[c][i] - out[c][i]);
+            const double gain = gainAt(faded + i);
+            out[c][i] = (1.0 - gain) * out[c][i] + (isPrompt ? 1.0 : gain) * next[c][i];
         }
     }
     faded += frames;

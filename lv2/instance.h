@@ -75,6 +75,7 @@ class Instance {
     std::unique_ptr<Voice> voice;     ///< what sounds
     std::unique_ptr<Loaded> incoming; ///< what is to take its place; null without a crossfade
     int32_t faded = 0;                ///< samples of that fade; below 0 it only listens
+    int32_t listened = 0;             ///< samples since it does
     uint32_t voiceWish = 0;           ///< the newest voice's, also that of one that failed
     Settings voiceSettings{};
 
