@@ -124,8 +124,8 @@ void writeGroup(std::ostream &out, const PluginKind &kind, const char *direction
         << " , pg:" << (isInput ? "InputGroup" : "OutputGroup") << " ;\n    lv2:symbol \""
         << mainGroup << "\" ;\n    rdfs:label \"" << label << "\" ;\n    pg:element";
     for (size_t i = 0; i < group.channels.size(); ++i) {
-        out << (i ? " , " : " ") << "[\n        lv2:index " << i << " ;\n        lv2:designation "
-            << group.channels[i].designation << "\n    ]";
+        out << (i ? " , " : " ") << "[\n        lv2:index " << group.channels[i].element
+            << " ;\n        lv2:designation " << group.channels[i].designation << "\n    ]";
     }
     if (!isInput)
         out << " ;\n    pg:source " << reference(groupName(kind, "in"));

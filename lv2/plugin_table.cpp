@@ -46,21 +46,21 @@ constexpr ControlRow rows[] = {
      "lv2:portProperty lv2:toggled , lv2:integer , pprop:expensive , pprop:notAutomatic"},
 };
 
-constexpr ChannelRow mono[] = {{"", "", "pg:center"}};
-constexpr ChannelRow stereo[] = {{"l", "Left", "pg:left"}, {"r", "Right", "pg:right"}};
+constexpr ChannelRow mono[] = {{"", "", "pg:center", 0}};
+constexpr ChannelRow stereo[] = {{"l", "Left", "pg:left", 0}, {"r", "Right", "pg:right", 1}};
 constexpr ChannelRow surround51[] = {
-    {"l", "Left", "pg:left"},
-    {"r", "Right", "pg:right"},
-    {"c", "Centre", "pg:center"},
-    {"lfe", "Low frequencies", "pg:lowFrequencyEffects"},
-    {"sl", "Surround left", "pg:rearLeft"},
-    {"sr", "Surround right", "pg:rearRight"},
+    {"l", "Left", "pg:left", 0},
+    {"r", "Right", "pg:right", 2},
+    {"c", "Centre", "pg:center", 1},
+    {"lfe", "Low frequencies", "pg:lowFrequencyEffects", 5},
+    {"sl", "Surround left", "pg:rearLeft", 3},
+    {"sr", "Surround right", "pg:rearRight", 4},
 };
 constexpr ChannelRow surround71[] = {
-    {"l", "Left", "pg:left"},           {"r", "Right", "pg:right"},
-    {"c", "Centre", "pg:center"},       {"lfe", "Low frequencies", "pg:lowFrequencyEffects"},
-    {"bl", "Back left", "pg:rearLeft"}, {"br", "Back right", "pg:rearRight"},
-    {"sl", "Side left", "pg:sideLeft"}, {"sr", "Side right", "pg:sideRight"},
+    {"l", "Left", "pg:left", 0},           {"r", "Right", "pg:right", 2},
+    {"c", "Centre", "pg:center", 1},       {"lfe", "Low frequencies", "pg:lowFrequencyEffects", 7},
+    {"bl", "Back left", "pg:rearLeft", 5}, {"br", "Back right", "pg:rearRight", 6},
+    {"sl", "Side left", "pg:sideLeft", 3}, {"sr", "Side right", "pg:sideRight", 4},
 };
 
 constexpr PluginKind kinds[] = {

@@ -60,6 +60,7 @@ struct ChannelRow {
     const char *name; ///< behind "in_" or "out_"; empty for a lone one
     const char *label;
     const char *designation;
+    int32_t element; ///< its index in the group's class, which has an order of its own
 };
 
 struct ChannelGroup {
