@@ -65,6 +65,12 @@ const char *unmapUri(LV2_URID_Unmap_Handle, LV2_URID number) {
     return nullptr;
 }
 
+double processorSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
 /// An instance that is given what it needs, and works between blocks.
 class Host {
   public:
@@ -207,22 +213,7 @@ class Host {
     std::vector<std::vector<char>> requests, responses;
 };
 
-double seconds(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-/// Some convolvers lose what comes faster than in real time.
-void waitUntil(double moment) {
-    const double left = moment - seconds(CLOCK_MONOTONIC);
-    if (left <= 0.0)
-        return;
-    const timespec pause{0, static_cast<long>(std::min(left, 0.99) * 1e9)};
-    nanosleep(&pause, nullptr);
-}
-
-/// Milliseconds of processor time for each second of audio, the median of three; negative where the
+/// Milliseconds of processor time for each second of audio, the median of five; negative where the
 /// response doesn't sound.
 double cost(LilvWorld *world, const Peer &peer, int32_t block, const std::string &response) {
     Host host(world, peer, block);
@@ -232,37 +223,33 @@ double cost(LilvWorld *world, const Peer &peer, int32_t block, const std::string
     for (const std::string &property : peer.files)
         host.send(property, response);
     timespec pause{0, 2000000};
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         host.run();
         host.work();
         nanosleep(&pause, nullptr);
     }
     std::mt19937 random(1);
     std::uniform_real_distribution<float> noise(-0.3f, 0.3f);
-    const auto blocks = static_cast<int>(rate / block);
+    const auto blocks = static_cast<int>(2.0 * rate / block);
     std::vector<double> rounds;
-    for (int round = 0; round < 4; ++round) {
-        const double start = seconds(CLOCK_PROCESS_CPUTIME_ID);
-        const double begun = seconds(CLOCK_MONOTONIC);
+    for (int round = 0; round < 6; ++round) {
+        const double start = processorSeconds();
         for (int i = 0; i < blocks; ++i) {
             for (auto &channel : host.in)
                 std::generate(channel.begin(), channel.end(), [&] { return noise(random); });
             host.run();
             host.work();
-            waitUntil(begun + (i + 1) * block / rate);
         }
         if (round > 0)
-            rounds.push_back((seconds(CLOCK_PROCESS_CPUTIME_ID) - start) * 1000.0);
+            rounds.push_back((processorSeconds() - start) * 500.0);
     }
     for (auto &channel : host.in)
         std::fill(channel.begin(), channel.end(), 0.0f);
     double tail = 0.0;
-    const double begun = seconds(CLOCK_MONOTONIC);
     for (int i = 0; i < static_cast<int>(1.0 * rate / block); ++i) {
         host.run();
         for (const float sample : host.out[1])
             tail = std::max(tail, i * block > 0.5 * rate ? std::fabs(double{sample}) : 0.0);
-        waitUntil(begun + (i + 1) * block / rate);
     }
     std::sort(rounds.begin(), rounds.end());
     return tail > 1e-7 ? rounds[rounds.size() / 2] : -1.0;
