@@ -1,4 +1,6 @@
 #include "workbench/cli/commands/commands.h"
+#include "workbench/cli/problem.h"
+#include "workbench/cli/warnings.h"
 
 #include <CLI/CLI.hpp>
 
@@ -30,13 +32,8 @@ void openStandardStreams() {
         close(number);
 }
 
-/// In one line, and without any memory.
 int complain(const char *text, int status) noexcept {
-    std::fflush(stdout);
-    std::fputs("tonvale: ", stderr);
-    for (; *text; ++text)
-        std::fputc(*text == '\n' ? ' ' : *text, stderr);
-    std::fputc('\n', stderr);
+    tonvale::workbench::complain(text);
     return status;
 }
 
@@ -65,7 +62,7 @@ int run(int argc, char **argv) {
     }
     if (std::fflush(stdout) != 0)
         return complain("standard output can't be written", failed);
-    return 0;
+    return tonvale::workbench::statusAfterWarnings();
 }
 
 } // namespace
@@ -74,6 +71,8 @@ int main(int argc, char **argv) {
     openStandardStreams();
     try {
         return run(argc, argv);
+    } catch (const tonvale::workbench::ToldProblem &) {
+        return failed;
     } catch (const std::bad_alloc &) {
         return complain("not enough memory", failed);
     } catch (const std::exception &error) {

@@ -62,14 +62,22 @@ TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
     expectRefused({"render", voice, folder.file("no/folder/out.wav")}, failed, "no/folder");
     expectRefused({"render", voice, folder.file("")}, failed, folder.file(""));
     expectRefused({"render", voice, "/dev/null"}, failed, "/dev/null");
-    expectRefused({"render", voice, folder.file("out.flac")}, failed, ".wav");
+    for (const std::string name : {"out.mp3", "out", "out.wav.txt"})
+        expectRefused({"render", voice, folder.file(name)}, failed, "name ends in .wav");
+    for (const std::string depth : {"32", "64"})
+        expectRefused({"render", voice, folder.file("out.FLAC"), "--depth", depth}, failed,
+                      "can't hold " + depth + " bits");
+    writeSound(folder.file("nine.wav"), {48000, noiseChannels(9, 10, 2)});
+    expectRefused({"render", folder.file("nine.wav"), folder.file("out.flac")}, failed,
+                  "9 channels");
     expectRefused({"render", voice, out, "--save-state", folder.file("no/state")}, failed,
                   "no/state");
-    // More than 4 GiB, more than a double, and more bytes a second than the header can hold.
+    // More samples than can be counted, more than a double, and more bytes a second than the header
+    // can hold.
     for (const auto &[seconds, rate] :
-         {std::pair{"24500", "44100"}, {"1e300", "1e300"}, {"1e-12", "2e9"}})
+         {std::pair{"60000", "44100"}, {"1e300", "1e300"}, {"1e-12", "2e9"}})
         expectRefused({"tone", out, "--length", seconds, "--rate", rate}, failed,
-                      "more than a WAV file can hold");
+                      "more than a tone can have");
 }
 
 TEST_F(WrongUse, OfAnInputAsOutputLeavesTheInputWhole) {
@@ -105,6 +113,8 @@ TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
         {"--dry", "1e9"},     {"--pre-verb", "3001"},
         {"--zl", "maybe"},    {"--ir"},
         {"--loud"},           {"third"},
+        {"--wet", "12"},      {"--into", ""},
+        {"--type", "flac"},   {"--true-stereo", "--channels", "2"},
     };
     for (const Words &words : wrong)
         expectRefused(Words{"render", voice, out} + words, wrongUsage, words[0]);

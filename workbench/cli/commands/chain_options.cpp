@@ -18,6 +18,9 @@ namespace {
 constexpr int resolvedSize = 2048;
 constexpr const char *impulseFolder = "impulses";
 
+/// What each of the two files of a true stereo response has.
+constexpr int sideChannels = 2;
+
 /// The path that a file loader will open for `path`.
 std::string resolved(const std::string &path) {
     std::array<char, resolvedSize> out{};
@@ -85,12 +88,14 @@ void ChainOptions::readLines() {
         // A state that is saved from this must find the file from any folder.
         std::error_code error;
         const auto path = std::filesystem::absolute(name, error);
-        lines.push_back(fileStageLine(error ? name : path.string()));
+        const int channel = isTrueStereo && filesTaken == 2 ? sideChannels : 0;
+        lines.push_back(fileStageLine(error ? name : path.string(), channel));
     }
 }
 
 void ChainOptions::check() {
     readLines();
+    checkTrueStereo();
     for (const std::string &line : lines) {
         const StageLine stage = readStageLine(line);
         if (stage.path.empty() || stage.bypassed)
@@ -105,6 +110,20 @@ void ChainOptions::check() {
         state = readStateFile(stateName);
 }
 
+/// One file brings all four channels; of two each brings those of one side.
+void ChainOptions::checkTrueStereo() const {
+    const auto &names = fileOption->results();
+    if (!isTrueStereo || names.size() < 2)
+        return;
+    if (names.size() > 2)
+        throw Problem("--true-stereo takes one --ir with four channels, or two with two");
+    for (const std::string &name : names) {
+        if (openMedia(name)->GetNumChannels() != sideChannels)
+            throw Problem(name +
+                          ": --true-stereo takes two stereo files, or one with four channels");
+    }
+}
+
 void ChainOptions::refuseOverwritingBy(const std::string &output) const {
     for (const std::string &file : files)
         refuseOverwriting(output, file);
@@ -117,10 +136,12 @@ void ChainOptions::loadState(Effect &effect) {
         effect.setChunk(state);
 }
 
-void ChainOptions::loadStages(Effect &effect) const {
-    for (const std::string &line : lines) {
-        if (!effect.appendStage(line))
-            throw Problem("stage '" + line + "': the plug-in can't make it");
+void ChainOptions::loadStages(Effect &effect, const std::vector<std::string> &more) const {
+    for (const auto *texts : {&lines, &more}) {
+        for (const std::string &line : *texts) {
+            if (!effect.appendStage(line))
+                throw Problem("stage '" + line + "': the plug-in can't make it");
+        }
     }
 
     // The plug-in itself stays silent about a file of a saved state that has gone.

@@ -1,6 +1,7 @@
 #include "host/host_object_ptr.h"
 #include "measure/deconvolver.h"
 #include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/measuring_host.h"
 #include "workbench/cli/commands/option_values.h"
 #include "workbench/services/media.h"
@@ -32,26 +33,26 @@ class DeconvolveCommand {
     explicit DeconvolveCommand(CLI::App &command) {
         command.add_option("RECORDING", recording, "The recording of the test tone")->required();
         command.add_option("TONE", tone, "The test tone that was played")->required();
-        command.add_option("OUT", output, "The WAV file to write")->required();
+        command.add_option("OUT", output, outputHelp)->required();
         addNumber(command, "--floor", floor, lowestFloor, highestFloor,
                   "Level below which the ends of the recording, the tone and the result are cut "
                   "off, -120 unless given; -150 or lower cuts nothing",
                   true)
             ->type_name("DB");
-        addDepth(command, depth);
+        format.addTo(command);
         command.footer("The tone is matched with the recording by where both rise above the floor, "
                        "so the time that a sound takes\nto the microphone isn't kept. Channel c of "
                        "the recording is divided by channel c of the tone, modulo its\ncount.");
     }
 
     void run() {
-        requireWaveName(output);
+        const SoundFormat chosen = format.formatOf(output);
         refuseOverwriting(output, recording);
         refuseOverwriting(output, tone);
         DeconvolveSettings settings;
         settings.noiseFloorDb = static_cast<int32_t>(floor.value_or(settings.noiseFloorDb));
-        settings.deconvolveBitDepth = std::stoi(depth);
-        MeasuringHost host(output, settings.deconvolveBitDepth);
+        settings.deconvolveBitDepth = chosen.depth;
+        MeasuringHost host(output, chosen);
         describe(recording);
         describe(tone);
 
@@ -72,7 +73,7 @@ class DeconvolveCommand {
     std::string recording;
     std::string tone;
     std::string output;
-    std::string depth = "32";
+    FormatOptions format;
     std::optional<double> floor;
 
     /// Why a file can't be opened, in brackets.

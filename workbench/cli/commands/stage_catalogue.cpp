@@ -65,6 +65,9 @@ constexpr StageValue editValues[] = {
 };
 
 constexpr std::string_view fileKey = "FILELDR";
+// A file as it is; its first response channel counts in the upper bits.
+constexpr int usualFileFlags = 60;
+constexpr int channelFlag = 256;
 constexpr std::string_view channelToolKey = "CHANTOOL";
 
 constexpr StageKind kinds[] = {
@@ -176,11 +179,12 @@ StageLine readStageLine(const std::string &line) {
     return {kind, bypassed, {}};
 }
 
-std::string fileStageLine(const std::string &path) {
+std::string fileStageLine(const std::string &path, int firstChannel) {
+    const std::string flags = std::to_string(usualFileFlags + channelFlag * firstChannel);
     if (path.find('"') == std::string::npos)
-        return "FILELDR \"" + path + "\" 60";
+        return "FILELDR \"" + path + "\" " + flags;
     if (path.find('\'') == std::string::npos)
-        return "FILELDR '" + path + "' 60";
+        return "FILELDR '" + path + "' " + flags;
     throw Problem(path + ": a name with both kinds of quotes can't be loaded");
 }
 

@@ -36,8 +36,8 @@ struct StageLine {
 /// must be there and be a number. Throws Problem with what is wrong.
 StageLine readStageLine(const std::string &line);
 
-/// The line of a file loader with its usual settings. Throws Problem for a path that the text form
-/// can't hold.
-std::string fileStageLine(const std::string &path);
+/// The line of a file loader with its usual settings, whose first channel becomes response channel
+/// `firstChannel`, from 0. Throws Problem for a path that the text form can't hold.
+std::string fileStageLine(const std::string &path, int firstChannel = 0);
 
 } // namespace tonvale::workbench
