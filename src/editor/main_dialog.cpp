@@ -4,6 +4,7 @@
 #include "core/reverb_plugin.h"
 #include "editor/background.h"
 #include "editor/editor_module.h"
+#include "editor/label_font.h"
 #include "editor/localized_dialog.h"
 #include "editor/parameter_controls.h"
 #include "editor/rebuild_schedule.h"
@@ -37,6 +38,7 @@ void open(ReverbPlugin &plugin, HWND dialog) {
     editor.stageDialog.set(nullptr);
     editor.currentStage = nullptr;
     editorModule().dragIndex = -1;
+    fitLabels(dialog);
     prepareStageList(dialog);
     prepareParameterControls(dialog);
     SetTimer(dialog, housekeepingTimer, housekeepingPeriod, nullptr);
@@ -48,6 +50,7 @@ void open(ReverbPlugin &plugin, HWND dialog) {
 void close(ReverbPlugin &plugin, HWND dialog) {
     const DueWork due = takeDueWork(plugin, dialog);
     unnameMainControls(dialog);
+    dropLabelFonts(dialog);
     EditorLink &editor = plugin.editor;
     editor.closeStageDialog();
     editor.displayBitmap.reset();
