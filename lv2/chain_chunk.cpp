@@ -55,7 +55,7 @@ size_t headSize(std::string_view chunk) {
 /// Takes a record off the front; nothing where none can be there.
 std::optional<Record> takeRecord(std::string_view &rest) {
     const size_t length = rest.find('\0');
-    if (length == rest.npos || rest.size() - length < 1 + wordSize)
+    if (length == std::string_view::npos || rest.size() - length < 1 + wordSize)
         return std::nullopt;
     const auto size = numberAt<int32_t>(rest, length + 1);
     Record record{rest.substr(0, length), rest.substr(length + 1 + wordSize)};

@@ -13,7 +13,7 @@ constexpr std::string_view blanks = " \t\r";
 
 std::string_view trimmed(std::string_view text) {
     const size_t first = text.find_first_not_of(blanks);
-    if (first == text.npos)
+    if (first == std::string_view::npos)
         return {};
     return text.substr(first, text.find_last_not_of(blanks) + 1 - first);
 }
@@ -28,14 +28,14 @@ std::string_view takeLine(std::string_view &rest) {
 
 /// What a path stands between: quotes that it doesn't have, or nothing at all. Null for none.
 const char *quoteFor(std::string_view path) {
-    if (path.find('\n') != path.npos || path.find('\0') != path.npos)
+    if (path.find('\n') != std::string_view::npos || path.find('\0') != std::string_view::npos)
         return nullptr;
-    if (path.find('"') == path.npos)
+    if (path.find('"') == std::string_view::npos)
         return "\"";
-    if (path.find('\'') == path.npos)
+    if (path.find('\'') == std::string_view::npos)
         return "'";
-    const bool stands =
-        path.find_first_of(blanks) == path.npos && path.front() != '"' && path.front() != '\'';
+    const bool stands = path.find_first_of(blanks) == std::string_view::npos &&
+                        path.front() != '"' && path.front() != '\'';
     return stands ? "" : nullptr;
 }
 
@@ -115,7 +115,7 @@ std::optional<std::string> fileLine(std::string_view path, std::string_view flag
 }
 
 std::string_view lonePath(std::string_view chain) {
-    if (chain.find('\n') != chain.npos)
+    if (chain.find('\n') != std::string_view::npos)
         return {};
     const auto file = readFileLine(chain);
     return file && !file->isBypassed ? file->path : std::string_view();

@@ -127,11 +127,12 @@ void Voice::process(double *const *in, double *const *out, int32_t frames) {
     run(0, in, out, frames);
     if (parts.size() < 2)
         return;
-    double *crossing[mostPorts];
-    for (size_t c = 0; c < kind.outputs.channels.size(); ++c)
+    const size_t channels = kind.outputs.channels.size();
+    double *crossing[mostPorts] = {};
+    for (size_t c = 0; c < channels; ++c)
         crossing[c] = second.data() + c * longestPiece;
     run(1, in, crossing, frames);
-    for (size_t c = 0; c < kind.outputs.channels.size(); ++c)
+    for (size_t c = 0; c < channels; ++c)
         for (int32_t i = 0; i < frames; ++i)
             out[c][i] += crossing[c][i];
 }
