@@ -4,6 +4,9 @@
 #include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/measuring_host.h"
 #include "workbench/cli/commands/option_values.h"
+#include "workbench/cli/measuring/recording_check.h"
+#include "workbench/cli/sound/truncation.h"
+#include "workbench/cli/warnings.h"
 #include "workbench/services/media.h"
 
 #include <chrono>
@@ -40,6 +43,7 @@ class DeconvolveCommand {
                   true)
             ->type_name("DB");
         format.addTo(command);
+        addStrict(command);
         command.footer("The tone is matched with the recording by where both rise above the floor, "
                        "so the time that a sound takes\nto the microphone isn't kept. Channel c of "
                        "the recording is divided by channel c of the tone, modulo its\ncount.");
@@ -55,6 +59,9 @@ class DeconvolveCommand {
         MeasuringHost host(output, chosen);
         describe(recording);
         describe(tone);
+        warnOfTruncation(recording);
+        warnOfTruncation(tone);
+        checkRecording(loadSound(recording), recording);
 
         const auto start = std::chrono::steady_clock::now();
         MeasureOutcome outcome;
