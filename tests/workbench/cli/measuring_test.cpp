@@ -40,7 +40,7 @@ class Measuring : public testing::Test {
         for (size_t c = 0; c < 2; ++c) {
             const Samples hiss = noise(recorded.length(), static_cast<uint32_t>(c + 5));
             for (size_t i = 0; i < hiss.size(); ++i)
-                recorded.channels[c][i] += 1e-4 * hiss[i];
+                recorded.channels[c][i] += 1e-3 * hiss[i];
         }
     }
 
@@ -94,6 +94,39 @@ TEST_F(Measuring, WarnsOfWhatIsWrongWithARecordingAndOfNothingElse) {
         EXPECT_NE(usual.errors.find(word), std::string::npos) << word << usual.errors;
         EXPECT_TRUE(std::filesystem::exists(out));
     }
+}
+
+TEST_F(Measuring, WarnsWhereTheToneIsAnotherOneOrNone) {
+    const std::string other = folder.file("other.wav");
+    runWell({"tone", other, "--rate", "24000", "--length", "1.5"});
+    writeSound(in, recorded);
+    const std::string hiss = folder.file("hiss.wav");
+    writeSound(hiss, {rate, {noise(60000, 3)}});
+    const std::pair<const char *, Words> cases[] = {
+        {"no tone", {in, other}}, {"no tone", {hiss, tone}}, {"exchanged", {tone, in}}};
+    for (const auto &[word, files] : cases) {
+        const ProgramResult result =
+            runProgram(Words{"deconvolve"} + files + Words{out, "--strict"});
+        EXPECT_EQ(result.status, 1) << word;
+        EXPECT_NE(result.errors.find(word), std::string::npos) << result.errors;
+    }
+}
+
+TEST_F(Measuring, PutsTheDirectSoundWhereItIsWantedAndEndsInTheNoise) {
+    for (const auto &[option, place] : {std::pair{"--align", 0u}, {"--align=12.5", 300u}}) {
+        EXPECT_EQ(deconvolve(recorded, {option, "--trim", "--depth", "64"}).errors, "");
+        const Sound response = readSound(out);
+        // The decay falls by 150 dB a second; what is left of the noise lies some 70 dB under
+        // the direct sound.
+        EXPECT_GT(response.length(), 0.2 * rate);
+        EXPECT_LT(response.length(), 0.6 * rate);
+        for (size_t c = 0; c < 2; ++c) {
+            const Samples &samples = response.channels[c];
+            EXPECT_NEAR(samples[place + 120 * c], 0.4, 1e-3) << option << c;
+            EXPECT_LT(std::fabs(samples.back()), 1e-5);
+        }
+    }
+    EXPECT_EQ(runProgram({"deconvolve", in, tone, out, "--align=-1"}).status, 2);
 }
 
 TEST_F(Measuring, WarnsOfFilesThatAreShorterThanTheirHeaders) {
