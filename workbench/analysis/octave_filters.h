@@ -17,8 +17,8 @@ struct Band {
 std::vector<Band> octaves(double rate);
 std::vector<Band> thirdOctaves(double rate);
 
-/// A Butterworth band-pass of class 1 after IEC 61260-1: four second-order sections whose edges are
-/// kept by the bilinear transform. The default one lets everything pass.
+/// A Butterworth band-pass of class 1 after IEC 61260-1 at the usual rates: four second-order
+/// sections whose edges are kept by the bilinear transform. The default one lets everything pass.
 class BandFilter {
   public:
     BandFilter() = default;

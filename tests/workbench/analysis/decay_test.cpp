@@ -1,57 +1,53 @@
 #include "workbench/analysis/decay_curve.h"
 #include "workbench/analysis/direct_sound.h"
+#include "workbench/analysis/responses.h"
 
-#include <cmath>
 #include <gtest/gtest.h>
-#include <random>
 
-namespace tonvale::workbench {
+namespace tonvale::test {
 namespace {
 
-struct Room {
-    double rate;
-    double seconds; ///< reverberation time
-    double length;  ///< of the file, in reverberation times
-    double noiseDb; ///< under the power at the start
-};
+using namespace workbench;
 
-/// Random samples that fall exponentially from `start` on, and random noise below all of it.
-std::vector<double> samplesOf(const Room &room, size_t start, uint32_t seed) {
-    std::mt19937_64 engine(seed);
-    std::normal_distribution<double> random;
-    std::vector<double> samples(start +
-                                static_cast<size_t>(room.length * room.seconds * room.rate));
-    for (size_t i = 0; i < samples.size(); ++i) {
-        const double time = (static_cast<double>(i) - static_cast<double>(start)) / room.rate;
-        const double decay = i < start ? 0.0 : std::pow(10.0, -3 * time / room.seconds);
-        samples[i] =
-            0.2 * (decay * random(engine) + std::pow(10.0, -room.noiseDb / 20) * random(engine));
-    }
-    samples[start] = 1;
-    return samples;
-}
+constexpr ExponentialRoom rooms[] = {{48000, 1.0, 1.5, 60}, {44100, 2.5, 1.2, 47},
+                                     {8000, 0.8, 2, 50},    {192000, 0.4, 3, 90},
+                                     {48000, 6.0, 1.0, 47}, {48000, 0.3, 10, 55}};
 
-constexpr Room noisyRooms[] = {{48000, 1.0, 1.5, 60}, {44100, 2.5, 1.2, 47}, {8000, 0.8, 2, 50},
-                               {192000, 0.4, 3, 90},  {48000, 6.0, 1.0, 47}, {48000, 0.3, 10, 55}};
-
-TEST(Decay, FindsTheNoiseTheKneeAndTheTimesOfExponentialDecays) {
+TEST(Decay, FindsTheStartTheNoiseTheKneeAndTheTimeOfExponentialDecays) {
     constexpr size_t start = 1234;
     uint32_t seed = 1;
-    for (const Room &room : noisyRooms) {
+    for (const ExponentialRoom &room : rooms) {
         SCOPED_TRACE(testing::Message() << room.seconds << " s, " << room.noiseDb << " dB");
-        const auto samples = samplesOf(room, start, ++seed);
+        const auto samples = response(room, start, ++seed);
         const Decay decay = findDecay(samples, room.rate);
         ASSERT_TRUE(decay.showsNoise);
-        EXPECT_NEAR(powerDb(decay.noise), -room.noiseDb - 13.98, 0.3);
+        EXPECT_NEAR(powerDb(decay.noise), -room.noiseDb, 0.3);
         const double knee = static_cast<double>(decay.knee - start) / room.rate;
         EXPECT_NEAR(knee / room.seconds * 60, room.noiseDb, 2.5);
-        EXPECT_EQ(findDirectSound(samples, decay), start);
-        const DecayCurve curve = decayCurve(samples, room.rate, start, decay);
-        const auto fit = curve.fit(-5, -35);
+        const auto found = findDirectSound(samples, decay);
+        ASSERT_TRUE(found);
+        EXPECT_NEAR(static_cast<double>(*found), start, 3);
+        const auto fit = decayCurve(samples, room.rate, start, decay).fit(-5, -35);
         ASSERT_TRUE(fit);
-        EXPECT_NEAR(fit->seconds / room.seconds, 1, 0.01);
+        EXPECT_NEAR(fit->seconds / room.seconds, 1, 0.02);
     }
+}
+
+TEST(Decay, ShowsNoNoiseWhereTheFileEndsFirstAndNoDecayInNoiseOrSilence) {
+    for (const double length : {0.1, 0.3, 0.9, 2.0, 5.0}) {
+        const Decay cut = findDecay(response({48000, 1.0, length, 400}, 100, 3), 48000);
+        EXPECT_FALSE(cut.showsNoise) << length;
+        EXPECT_NEAR(cut.fall * 48000 / 13.8155, 1, length < 0.5 ? 0.15 : 0.03) << length;
+    }
+    for (const std::vector<double> &flat :
+         {noise(48000, 1), std::vector<double>(48000, 0.5), noise(100, 7)}) {
+        const Decay decay = findDecay(flat, 48000);
+        EXPECT_TRUE(decay.showsNoise);
+        EXPECT_FALSE(findDirectSound(flat, decay));
+    }
+    EXPECT_EQ(findDecay(std::vector<double>(1000), 48000).end, 0u);
+    EXPECT_EQ(findDecay({}, 48000).end, 0u);
 }
 
 } // namespace
-} // namespace tonvale::workbench
+} // namespace tonvale::test
