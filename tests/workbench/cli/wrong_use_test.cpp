@@ -131,6 +131,7 @@ TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
     expectRefused({"impulse", out, "--rate", "0"}, wrongUsage, "--rate");
     expectRefused({"render", voice}, wrongUsage, "OUT");
     expectRefused({"sing"}, wrongUsage, "sing");
+    expectRefused({"help", "sing"}, wrongUsage, "sing");
     expectRefused({}, wrongUsage, "command");
 }
 
