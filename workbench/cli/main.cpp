@@ -4,11 +4,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
 #include <new>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -45,16 +47,34 @@ std::string usageProblem(const CLI::App &program, const CLI::ParseError &error) 
     return words.empty() ? "a command is missing" : "there is no command '" + words.front() + "'";
 }
 
+/// The words as CLI11 takes them, the last first: "help" and a command stand for its --help.
+std::vector<std::string> reversedWords(const CLI::App &program, int argc, char **argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        // Behind a word that is no command, the option would be the program's own.
+        const auto isMeant = [&](const CLI::App *command) {
+            return command->get_name() == words.front();
+        };
+        if (words.empty() || !program.get_subcommands(isMeant).empty())
+            words.push_back("--help");
+    }
+    std::reverse(words.begin(), words.end());
+    return words;
+}
+
 /// Does what the words say and answers the program's status. Throws what goes wrong with it.
 int run(int argc, char **argv) {
     CLI::App program("Runs the Tonvale convolution reverb on sound files.", "tonvale");
     program.set_version_flag("--version", "tonvale " TONVALE_VERSION);
     program.set_help_flag("--help", "Print this help and exit");
     program.require_subcommand(1);
+    program.footer(
+        "tonvale help COMMAND, or tonvale COMMAND --help, lists the options of a command.");
     for (const auto add : commands)
         add(program);
     try {
-        program.parse(argc, argv);
+        program.parse(reversedWords(program, argc, argv));
     } catch (const CLI::Success &wish) {
         return program.exit(wish);
     } catch (const CLI::ParseError &error) {

@@ -237,6 +237,9 @@ TEST(ListingCommands, ShowWhatTheModuleHas) {
                              "BASICEDIT", "0.250000", "Wet", "-12.0", "-inf to +6.0", "0 to 3000",
                              "32 to 16384", "-1.00 to 1.00", "ZL mode", "LL mode", "--pre-verb"})
         EXPECT_NE(lists.find(part), std::string::npos) << part << " in\n" << lists;
+    EXPECT_EQ(runWell({"help"}), runWell({"--help"}));
+    for (const char *command : {"render", "impulse", "tone", "deconvolve", "stages", "parameters"})
+        EXPECT_EQ(runWell({"help", command}), runWell({command, "--help"}));
 }
 
 } // namespace

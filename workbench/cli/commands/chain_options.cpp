@@ -1,6 +1,6 @@
 #include "workbench/cli/commands/chain_options.h"
 
-#include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/commands/chain_warnings.h"
 #include "workbench/cli/commands/state_file.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
@@ -49,6 +49,13 @@ std::vector<std::string> chainTexts(Effect &effect) {
     return texts;
 }
 
+/// Appends a file loader whose path no line can hold.
+void appendThroughState(Effect &effect, const StageLine &line) {
+    std::vector<char> state = effect.chunk();
+    appendFileStage(state, line.file->path, line.file->flags, line.bypassed);
+    effect.setChunk(state);
+}
+
 } // namespace
 
 void ChainOptions::addTo(CLI::App &command) {
@@ -66,7 +73,8 @@ void ChainOptions::addTo(CLI::App &command) {
     fileOption = addRepeated("--ir", "FILE", "Load an impulse response from a media file");
     stageOption = addRepeated("--stage", "TEXT",
                               "Add a stage in its one-line text form, as tonvale stages lists "
-                              "them; \"!\" in front bypasses it, a key alone takes the defaults");
+                              "them; \"!\" in front bypasses it, a key alone takes the defaults, "
+                              "units are possible, as in \"FILT 5kHz 100Hz\"");
     command
         .add_option("--load-state", stateName,
                     "Start from a saved state; other chain options add to its chain")
@@ -79,7 +87,7 @@ void ChainOptions::readLines() {
     size_t stagesTaken = 0;
     for (const CLI::Option *option : app->parse_order()) {
         if (option == stageOption)
-            lines.push_back(stageOption->results().at(stagesTaken++));
+            lines.push_back(readStageLine(stageOption->results().at(stagesTaken++)));
         if (option != fileOption)
             continue;
         const std::string &name = fileOption->results().at(filesTaken++);
@@ -89,18 +97,17 @@ void ChainOptions::readLines() {
         std::error_code error;
         const auto path = std::filesystem::absolute(name, error);
         const int channel = isTrueStereo && filesTaken == 2 ? sideChannels : 0;
-        lines.push_back(fileStageLine(error ? name : path.string(), channel));
+        lines.push_back(fileStage(error ? name : path.string(), channel));
     }
 }
 
 void ChainOptions::check() {
     readLines();
     checkTrueStereo();
-    for (const std::string &line : lines) {
-        const StageLine stage = readStageLine(line);
-        if (stage.path.empty() || stage.bypassed)
+    for (const StageLine &line : lines) {
+        if (!line.file || line.bypassed)
             continue;
-        const std::string path = resolved(stage.path);
+        const std::string path = resolved(line.file->path);
         openMedia(path);
         files.push_back(path);
     }
@@ -137,18 +144,25 @@ void ChainOptions::loadState(Effect &effect) {
 }
 
 void ChainOptions::loadStages(Effect &effect, const std::vector<std::string> &more) const {
-    for (const auto *texts : {&lines, &more}) {
-        for (const std::string &line : *texts) {
-            if (!effect.appendStage(line))
-                throw Problem("stage '" + line + "': the plug-in can't make it");
-        }
+    const auto append = [&](const std::string &line) {
+        if (!effect.appendStage(line))
+            throw Problem("stage '" + line + "': the plug-in can't make it");
+    };
+    for (const StageLine &line : lines) {
+        if (line.file && !line.file->hasLine())
+            appendThroughState(effect, line);
+        else
+            append(plainLine(line, effect.sampleRate()));
     }
 
-    // The plug-in itself stays silent about a file of a saved state that has gone.
+    // Of a saved state the plug-in itself stays silent about a file that has gone.
     for (const std::string &text : chainTexts(effect)) {
+        warnOfStage(text);
         if (const std::string path = toldPath(text); !path.empty())
-            openMedia(resolved(path));
+            warnOfCutFile(path, *openMedia(resolved(path)), effect.sampleRate());
     }
+    for (const std::string &line : more)
+        append(line);
     effect.finishChainChange();
 }
 

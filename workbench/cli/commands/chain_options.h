@@ -1,5 +1,6 @@
 #pragma once
 
+#include "workbench/cli/commands/stage_catalogue.h"
 #include "workbench/cli/plugin_module.h"
 
 #include <CLI/CLI.hpp>
@@ -30,8 +31,8 @@ class ChainOptions {
     /// Gives the plug-in the saved state, if there is one.
     void loadState(Effect &effect);
     /// Appends the stages in the order of the command line, then those of `more`, and has the
-    /// response made. Throws Problem for a stage that the plug-in can't make or a file that it
-    /// can't read.
+    /// response made; warns of values that can't be meant and of files that are cut. Throws
+    /// Problem for a stage that the plug-in can't make or a file that it can't read.
     void loadStages(Effect &effect, const std::vector<std::string> &more = {}) const;
 
   private:
@@ -40,7 +41,7 @@ class ChainOptions {
     CLI::Option *stageOption = nullptr;
     std::string stateName;
     std::vector<char> state;
-    std::vector<std::string> lines;
+    std::vector<StageLine> lines;
     std::vector<std::string> files;
     std::string first;
     bool isTrueStereo = false;

@@ -1,4 +1,5 @@
 #include "workbench/cli/commands/chain_options.h"
+#include "workbench/cli/commands/chain_warnings.h"
 #include "workbench/cli/commands/commands.h"
 #include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/option_values.h"
@@ -48,10 +49,9 @@ class ImpulseCommand {
         if (effect.stageCount() == 0)
             throw Problem("the chain is empty: --ir, --stage or --load-state fills it");
         printChain(effect);
-        if (responseIsEmpty(effect))
-            throw Problem("the chain makes an empty impulse response");
+        const bool isEmpty = warnOfEmptyChain(effect);
         const int channels = responseChannels(effect);
-        const int64_t frames = effect.tailFrames();
+        const int64_t frames = isEmpty ? 0 : effect.tailFrames();
         SoundShape shape = shapeOf(effect.sampleRate(), channels);
         shape.frames = frames;
         SoundWriter writer(file, chosen, shape);

@@ -229,7 +229,8 @@ void Plot::key(int place, const std::string &text, const Pen &pen) {
 void Plot::scale(const std::string &unit, double low, double high) {
     constexpr double width = 18;
     const double left = frame.left + frame.width + 14;
-    for (double row = 0; row < frame.height; ++row) {
+    const auto rows = static_cast<int>(frame.height);
+    for (int row = 0; row < rows; ++row) {
         choose(context, colourOf(1 - row / frame.height));
         cairo_rectangle(context, left, frame.top + row, width, 1);
         cairo_fill(context);

@@ -1,5 +1,6 @@
 #include "workbench/cli/rendering/renderer.h"
 
+#include "workbench/cli/commands/chain_warnings.h"
 #include "workbench/cli/problem.h"
 #include "workbench/cli/rendering/block_pipeline.h"
 #include "workbench/cli/sound/impulse_response.h"
@@ -113,6 +114,7 @@ Rig Renderer::prepare(const Recording &recording, const Describe &describe) {
     std::string shown;
     auto first = makeEffect(recording.sampleRate(), shown);
     const int responses = responseChannels(*first);
+    warnOfEmptyChain(*first);
     describe(*first, responses, shown);
 
     const std::vector<LaneRoute> routes = plan(recording, *first, responses);
