@@ -1,4 +1,5 @@
 #include "workbench/cli/program_run.h"
+#include "workbench/services/rate_converter.h"
 #include "workbench/sounds.h"
 
 #include <cmath>
@@ -127,6 +128,54 @@ TEST_F(Measuring, PutsTheDirectSoundWhereItIsWantedAndEndsInTheNoise) {
         }
     }
     EXPECT_EQ(runProgram({"deconvolve", in, tone, out, "--align=-1"}).status, 2);
+}
+
+/// As a clock takes it down that gives 1 + ppm / 10^6 times the samples.
+Sound drifted(const Sound &sound, double ppm) {
+    Sound result{sound.rate, {}};
+    for (const Samples &samples : sound.channels) {
+        const auto converter =
+            workbench::createFineConverter(sound.rate, sound.rate * (1.0 + ppm * 1e-6), 1);
+        workbench::FrameQueue queue;
+        queue.clear(1);
+        converter->push(samples.data(), samples.size(), queue);
+        converter->finish(queue);
+        result.channels.emplace_back(queue.frames());
+        queue.take(result.channels.back().data(), queue.frames());
+    }
+    return result;
+}
+
+TEST_F(Measuring, MendsClocksThatRunApartWhereADirectSoundTellsOfIt) {
+    const Words whole{"--floor", "-150", "--depth", "64"};
+    deconvolve(recorded, whole);
+    const Samples undrifted = readSound(out).channels[0];
+    for (const double ppm : {-180.0, 15.0, 50.0}) {
+        const Sound recording = drifted(recorded, ppm);
+        deconvolve(recording, whole);
+        EXPECT_GT(errorLevel(readSound(out).channels[0], undrifted), -12.0);
+        for (const std::string &wanted : {std::string("auto"), std::to_string(ppm)}) {
+            const ProgramResult result = deconvolve(recording, whole + Words{"--drift", wanted});
+            EXPECT_EQ(result.errors, "");
+            const size_t told = result.output.find("Drift ");
+            EXPECT_EQ(told != std::string::npos, wanted == "auto");
+            if (told != std::string::npos) {
+                EXPECT_NEAR(std::stod(result.output.substr(told + 6)), ppm, 2.0);
+            }
+            const double after = errorLevel(readSound(out).channels[0], undrifted);
+            // The conversion leaves out the highest pitches.
+            EXPECT_LT(after, -12.0) << ppm;
+        }
+    }
+
+    for (Samples &samples : room.channels)
+        *std::max_element(samples.begin(), samples.end()) = 0.0;
+    writeSound(folder.file("room.wav"), room);
+    runWell({"render", tone, in, "--ir", folder.file("room.wav"), "--wet", "0", "--dry", "-inf"});
+    const ProgramResult result = deconvolve(readSound(in), {"--drift", "auto", "--strict"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.errors.find("drift"), std::string::npos) << result.errors;
+    EXPECT_EQ(runProgram({"deconvolve", in, tone, out, "--drift", "201"}).status, 2);
 }
 
 TEST_F(Measuring, WarnsOfFilesThatAreShorterThanTheirHeaders) {

@@ -4,6 +4,7 @@
 #include "workbench/cli/commands/option_values.h"
 #include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/measuring/division.h"
+#include "workbench/cli/measuring/drift.h"
 #include "workbench/cli/measuring/recording_check.h"
 #include "workbench/cli/measuring/response_edges.h"
 #include "workbench/cli/measuring/tone_match.h"
@@ -62,6 +63,16 @@ class DeconvolveCommand {
                   true)
             ->type_name("DB");
         command
+            .add_option("--drift", drift,
+                        "Mend clocks that run apart: PPM is above 0 where the recording has more "
+                        "samples than it should, or auto")
+            ->type_name("PPM")
+            ->check([](const std::string &text) {
+                const auto value = numberIn(text);
+                const bool fits = text == "auto" || (value && std::fabs(*value) <= largestDrift);
+                return fits ? "" : "'" + text + "' is neither auto nor a number from -200 to 200";
+            });
+        command
             .add_flag(
                 "--align{0}", align,
                 "Put the first direct sound at MS milliseconds, 0 unless given, and drop what "
@@ -92,10 +103,15 @@ class DeconvolveCommand {
         }
 
         const auto start = std::chrono::steady_clock::now();
-        const MeasuredSound heard = loadSound(recording), played = loadSound(tone);
+        MeasuredSound heard = loadSound(recording);
+        const MeasuredSound played = loadSound(tone);
         MeasuredSound response = divide(heard, played);
         if (checkTone(heard, played, response))
             checkRecording(heard, recording);
+        if (const double ppm = driftOf(response, played); ppm != 0.0) {
+            heard = withoutDrift(heard, ppm);
+            response = divide(heard, played);
+        }
         shape(response);
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
         std::printf("Took      %.3f s\n", taken.count());
@@ -109,6 +125,7 @@ class DeconvolveCommand {
     FormatOptions format;
     std::optional<double> floor;
     std::string align;
+    std::string drift;
     bool isTrimmed = false;
 
     MeasuredSound divide(const MeasuredSound &heard, const MeasuredSound &played) const {
@@ -148,6 +165,22 @@ class DeconvolveCommand {
                  ": nothing stands out of the noise as a room's response does");
         }
         return true;
+    }
+
+    /// Parts per million; 0 where there is nothing to mend.
+    double driftOf(const MeasuredSound &response, const MeasuredSound &played) const {
+        if (drift.empty())
+            return 0.0;
+        if (const auto given = numberIn(drift))
+            return *given;
+        const auto found = findDrift(response, played);
+        if (!found) {
+            warn(recording + ": no clear direct sound tells of a drift, so the recording is left " +
+                 "as it is");
+            return 0.0;
+        }
+        std::printf("Drift %+.1f ppm\n", *found);
+        return *found;
     }
 
     void shape(MeasuredSound &response) const {
