@@ -137,7 +137,7 @@ void OutputFile::openTemporary() {
     handle = FileHandle(open(folderOf(place).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666));
     // File systems without such files say so in several ways, and the way back to a name leads
     // through /proc.
-    if (!handle.isOpen() || access(temporaryPath().c_str(), F_OK) != 0)
+    if (!handle.isOpen() || access(descriptorPath().c_str(), F_OK) != 0)
         openNamed();
     struct stat former {};
     if (stat(place.c_str(), &former) == 0)
@@ -159,7 +159,7 @@ void OutputFile::nameUnnamed() {
 }
 
 bool OutputFile::linkTo(const fs::path &path) const {
-    return linkat(AT_FDCWD, temporaryPath().c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) ==
+    return linkat(AT_FDCWD, descriptorPath().c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) ==
            0;
 }
 
@@ -184,6 +184,10 @@ void OutputFile::takeFreeName(const std::function<bool(const fs::path &)> &take)
 }
 
 std::string OutputFile::temporaryPath() const {
+    return slot >= 0 ? temporary.string() : descriptorPath();
+}
+
+std::string OutputFile::descriptorPath() const {
     return "/proc/self/fd/" + std::to_string(descriptor());
 }
 

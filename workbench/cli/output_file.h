@@ -57,6 +57,7 @@ class OutputFile {
     void nameUnnamed();
     void takeFreeName(const std::function<bool(const std::filesystem::path &)> &take);
     bool linkTo(const std::filesystem::path &path) const;
+    std::string descriptorPath() const;
     [[noreturn]] void fail(int error) const;
 };
 

@@ -8,6 +8,7 @@
 #include <array>
 #include <dlfcn.h>
 #include <filesystem>
+#include <sys/auxv.h>
 
 namespace tonvale::workbench {
 
@@ -23,7 +24,11 @@ constexpr int stageTextSize = 16384;
 /// The first of the module's places, as seen from the program, where there is one.
 std::string modulePath() {
     std::error_code error;
-    const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    // Roots without /proc have the name by which the program was started.
+    if (error)
+        program = std::filesystem::canonical(reinterpret_cast<const char *>(getauxval(AT_EXECFN)));
+    const auto folder = program.parent_path();
     for (const char *place : modulePlaces) {
         if (auto path = (folder / place).lexically_normal(); std::filesystem::exists(path, error))
             return path;
