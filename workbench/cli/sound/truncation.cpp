@@ -61,7 +61,8 @@ std::optional<uint64_t> promisedEnd(std::ifstream &file, uint64_t fileSize) {
     if (kind == std::end(kinds))
         return std::nullopt;
 
-    const uint64_t headBytes = static_cast<uint64_t>(kind->nameBytes + kind->sizeBytes);
+    const auto headBytes =
+        static_cast<uint64_t>(kind->nameBytes) + static_cast<uint64_t>(kind->sizeBytes);
     const auto multiple = static_cast<uint64_t>(kind->multiple);
     uint64_t longSize = 0;
     uint64_t place = kind->firstChunk;
