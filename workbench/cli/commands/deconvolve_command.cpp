@@ -14,6 +14,7 @@
 #include "workbench/cli/warnings.h"
 #include "workbench/services/media.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -28,6 +29,8 @@ constexpr double usualFloor = -120;
 constexpr int uncutFloor = -150;
 constexpr double latestStart = 10000; // ms
 constexpr int progressSteps = 1000;
+constexpr int mostPasses = 3;
+constexpr double smallestDrift = 0.01; // ppm
 // By how much the exchanged division stands out more, dB.
 constexpr double clearlyMore = 6;
 
@@ -103,15 +106,11 @@ class DeconvolveCommand {
         }
 
         const auto start = std::chrono::steady_clock::now();
-        MeasuredSound heard = loadSound(recording);
-        const MeasuredSound played = loadSound(tone);
+        const MeasuredSound heard = loadSound(recording), played = loadSound(tone);
         MeasuredSound response = divide(heard, played);
         if (checkTone(heard, played, response))
             checkRecording(heard, recording);
-        if (const double ppm = driftOf(response, played); ppm != 0.0) {
-            heard = withoutDrift(heard, ppm);
-            response = divide(heard, played);
-        }
+        mendDrift(heard, played, response);
         shape(response);
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
         std::printf("Took      %.3f s\n", taken.count());
@@ -167,20 +166,30 @@ class DeconvolveCommand {
         return true;
     }
 
-    /// Parts per million; 0 where there is nothing to mend.
-    double driftOf(const MeasuredSound &response, const MeasuredSound &played) const {
+    /// Makes the response anew where clocks ran apart.
+    void mendDrift(const MeasuredSound &heard, const MeasuredSound &played,
+                   MeasuredSound &response) const {
         if (drift.empty())
-            return 0.0;
-        if (const auto given = numberIn(drift))
-            return *given;
-        const auto found = findDrift(response, played);
-        if (!found) {
-            warn(recording + ": no clear direct sound tells of a drift, so the recording is left " +
-                 "as it is");
-            return 0.0;
+            return;
+        if (const auto given = numberIn(drift)) {
+            response = divide(withoutDrift(heard, *given), played);
+            return;
         }
-        std::printf("Drift %+.1f ppm\n", *found);
-        return *found;
+        // What is far apart is found less exactly, and better when most of it is mended.
+        double ppm = 0.0;
+        for (int pass = 0; pass < mostPasses; ++pass) {
+            const auto found = findDrift(response, played);
+            if (!found && pass == 0) {
+                warn(recording + ": no clear direct sound tells of a drift, so the recording is " +
+                     "left as it is");
+                return;
+            }
+            if (!found || std::fabs(*found) < smallestDrift)
+                break;
+            ppm = std::clamp(ppm + *found, -largestDrift, largestDrift);
+            response = divide(withoutDrift(heard, ppm), played);
+        }
+        std::printf("Drift %+.1f ppm\n", ppm);
     }
 
     void shape(MeasuredSound &response) const {
