@@ -8,6 +8,8 @@
 
 namespace tonvale {
 
+struct ReverbPlugin;
+
 /// What a dialog procedure is in the middle of, for all dialogs that share it.
 struct DialogActivity {
     int32_t uiUpdateDepth = 0;     ///< above 0 while the program itself writes controls
@@ -25,6 +27,14 @@ struct EditorModule {
 };
 
 EditorModule &editorModule();
+
+// Menus, choosers and hosts that are told of a change serve messages meanwhile: the dialog, and
+// with it the instance, can be gone behind them. These look at nothing that may be gone.
+
+/// Whether `dialog` is still the editor of this instance.
+bool isOpen(const ReverbPlugin &plugin, HWND dialog);
+/// Whether the host still holds this instance.
+bool isAlive(const ReverbPlugin &plugin);
 
 /// Fetches the message's number once; each dialog that takes the wheel calls it at its start.
 void prepareWheelMessage();

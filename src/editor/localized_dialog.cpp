@@ -20,7 +20,9 @@ HWND createLocalizedDialog(int resourceId, HWND parent, DLGPROC procedure, void 
             param = reinterpret_cast<LPARAM>(block);
         }
     }
-    return CreateDialogParamW(module, MAKEINTRESOURCEW(resourceId), parent, procedure, param);
+    const HWND dialog =
+        CreateDialogParamW(module, MAKEINTRESOURCEW(resourceId), parent, procedure, param);
+    return IsWindow(dialog) ? dialog : nullptr;
 }
 
 } // namespace tonvale

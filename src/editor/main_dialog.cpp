@@ -4,6 +4,7 @@
 #include "core/reverb_plugin.h"
 #include "editor/background.h"
 #include "editor/editor_module.h"
+#include "editor/label_font.h"
 #include "editor/localized_dialog.h"
 #include "editor/parameter_controls.h"
 #include "editor/rebuild_schedule.h"
@@ -37,6 +38,7 @@ void open(ReverbPlugin &plugin, HWND dialog) {
     editor.stageDialog.set(nullptr);
     editor.currentStage = nullptr;
     editorModule().dragIndex = -1;
+    fitLabels(dialog);
     prepareStageList(dialog);
     prepareParameterControls(dialog);
     SetTimer(dialog, housekeepingTimer, housekeepingPeriod, nullptr);
@@ -46,14 +48,20 @@ void open(ReverbPlugin &plugin, HWND dialog) {
 }
 
 void close(ReverbPlugin &plugin, HWND dialog) {
+    const DueWork due = takeDueWork(plugin, dialog);
     unnameMainControls(dialog);
-    finishRebuilds(plugin, dialog);
-    endGesture(plugin, false);
+    dropLabelFonts(dialog);
     EditorLink &editor = plugin.editor;
+    editor.closeStageDialog();
     editor.displayBitmap.reset();
     editor.editorWindow.set(nullptr);
-    editor.stageDialog.set(nullptr);
-    editor.currentStage = nullptr;
+    // The host, which is told of the end, may close the instance or open another editor from
+    // inside, so this window is no part of it any more.
+    SetWindowLongPtrW(dialog, GWLP_USERDATA, 0);
+    const bool isHeld = isAlive(plugin);
+    endGesture(plugin, false);
+    if (!isHeld || isAlive(plugin))
+        finishWork(plugin, due);
 }
 
 void checkDisplay(ReverbPlugin &plugin) {
@@ -65,7 +73,7 @@ void checkDisplay(ReverbPlugin &plugin) {
 
 void keepHouse(ReverbPlugin &plugin, HWND dialog) {
     endGesture(plugin, true);
-    if (plugin.editor.pendingControlMask != 0)
+    if (isOpen(plugin, dialog) && plugin.editor.pendingControlMask != 0)
         SendMessageW(dialog, syncControlsMessage, 0, 0);
 }
 
@@ -74,7 +82,8 @@ void takeTimer(ReverbPlugin &plugin, HWND dialog, UINT_PTR timer) {
         return;
     if (timer == housekeepingTimer)
         keepHouse(plugin, dialog);
-    checkDisplay(plugin);
+    if (isOpen(plugin, dialog))
+        checkDisplay(plugin);
 }
 
 void takeClick(ReverbPlugin &plugin, HWND dialog, int id) {
@@ -113,8 +122,7 @@ INT_PTR handleMainDialog(ReverbPlugin &plugin, HWND dialog, UINT message, WPARAM
         close(plugin, dialog);
         return FALSE;
     case WM_PARENTNOTIFY:
-        if (LOWORD(wParam) == WM_DESTROY)
-            keepFocus(dialog, reinterpret_cast<HWND>(lParam));
+        followStageDialog(plugin, dialog, LOWORD(wParam), reinterpret_cast<HWND>(lParam));
         return FALSE;
     case WM_ERASEBKGND:
         return answer(dialog, 1);

@@ -119,17 +119,20 @@ constexpr const char *deconvolveSection = "tonvale_DLG_186";
 
 // The choosers.
 
-/// Offers the path that `path` holds, and puts the chosen one there.
+// What one chooses is remembered for the next time, and answered: another editor's choosers may be
+// open at once.
+
+using Path = std::optional<std::string>;
+
+/// Offers the path that `remembered` holds. One that it has no room for isn't remembered.
 template <size_t size>
-bool choose(std::optional<std::string> (*show)(const FileChooser &), FileChooser chooser,
-            char (&path)[size]) {
-    chooser.path = path;
+Path choose(Path (*show)(const FileChooser &), FileChooser chooser, char (&remembered)[size]) {
+    chooser.path = remembered;
     chooser.longestPath = size - 1;
-    const std::optional<std::string> chosen = show(chooser);
-    if (!chosen)
-        return false;
-    TextWriter(path, size).add(chosen->c_str());
-    return true;
+    Path chosen = show(chooser);
+    if (chosen && chosen->size() < size)
+        TextWriter(remembered, size).add(chosen->c_str());
+    return chosen;
 }
 
 /// The filter list of the two choosers that write a file.
@@ -144,8 +147,8 @@ std::string waveFilters() {
 }
 
 template <size_t size>
-bool chooseOutput(HWND owner, const std::string &folder, const char *title, int templateId,
-                  LPOFNHOOKPROC hook, char (&path)[size]) {
+Path chooseOutput(HWND owner, const std::string &folder, const char *title, int templateId,
+                  LPOFNHOOKPROC hook, char (&remembered)[size]) {
     const std::string filters = waveFilters();
     FileChooser chooser;
     chooser.owner = owner;
@@ -157,11 +160,12 @@ bool chooseOutput(HWND owner, const std::string &folder, const char *title, int 
     chooser.module = ownModule();
     chooser.templateId = templateId;
     chooser.hook = hook;
-    return choose(chooseFileToSave, std::move(chooser), path);
+    return choose(chooseFileToSave, std::move(chooser), remembered);
 }
 
 template <size_t size>
-bool chooseInput(HWND owner, const std::string &folder, const char *title, char (&path)[size]) {
+Path chooseInput(HWND owner, const std::string &folder, const char *title,
+                 char (&remembered)[size]) {
     FileChooser chooser;
     chooser.owner = owner;
     chooser.title = translated(title);
@@ -169,44 +173,56 @@ bool chooseInput(HWND owner, const std::string &folder, const char *title, char 
         chooser.filters = hostFunctions.plugin_getFilterList();
     chooser.folder = folder;
     chooser.flags = openFlags;
-    return choose(chooseFileToOpen, std::move(chooser), path);
+    return choose(chooseFileToOpen, std::move(chooser), remembered);
 }
 
-bool chooseMeasurement(HWND owner) {
+/// What a measurement is made of.
+struct Measurement {
+    Path recording, tone, response;
+};
+
+/// Without a response where a chooser was cancelled.
+Measurement chooseMeasurement(HWND owner) {
     const KeptDirectory kept;
     MeasureState &state = measureState;
-    return chooseInput(owner, kept.path, "Open file to be deconvolved:", state.recordingPath) &&
-           chooseInput(owner, kept.path, "Open test tone used:", state.toneFilePath) &&
-           chooseOutput(owner, kept.path, "Save impulse response as:", DIALOG_DECONVOLVE,
-                        settingsHook<deconvolveEntries, deconvolveSection>,
-                        state.impulseOutputPath);
+    Measurement chosen;
+    chosen.recording =
+        chooseInput(owner, kept.path, "Open file to be deconvolved:", state.recordingPath);
+    if (chosen.recording)
+        chosen.tone = chooseInput(owner, kept.path, "Open test tone used:", state.toneFilePath);
+    if (chosen.tone)
+        chosen.response = chooseOutput(
+            owner, kept.path, "Save impulse response as:", DIALOG_DECONVOLVE,
+            settingsHook<deconvolveEntries, deconvolveSection>, state.impulseOutputPath);
+    return chosen;
 }
 
-bool chooseToneFile(HWND owner) {
+Path chooseToneFile(HWND owner) {
     const KeptDirectory kept;
-    MeasureState &state = measureState;
     return chooseOutput(owner, kept.path, "Save test tone as:", DIALOG_TONE,
-                        settingsHook<toneEntries, toneSection>, state.toneFilePath);
+                        settingsHook<toneEntries, toneSection>, measureState.toneFilePath);
 }
 
 } // namespace
 
 void generateTestTone(HWND owner) {
-    if (!hostFunctions.PCM_Sink_Create || !chooseToneFile(owner))
+    if (!hostFunctions.PCM_Sink_Create)
         return;
-    tellOutcome(owner, writeTestTone(measureState.toneFilePath, measureState.tone));
+    if (const Path file = chooseToneFile(owner))
+        tellOutcome(owner, writeTestTone(file->c_str(), measureState.tone));
 }
 
 void deconvolveRecording(HWND owner) {
-    if (!hostFunctions.PCM_Sink_Create || !chooseMeasurement(owner))
+    if (!hostFunctions.PCM_Sink_Create)
         return;
-    const MeasureState &state = measureState;
-    const MeasureOutcome outcome = deconvolve(state.recordingPath, state.toneFilePath,
-                                              state.impulseOutputPath, state.deconvolver);
+    const auto [recording, tone, response] = chooseMeasurement(owner);
+    if (!response)
+        return;
+    const MeasureOutcome outcome =
+        deconvolve(recording->c_str(), tone->c_str(), response->c_str(), measureState.deconvolver);
     tellOutcome(owner, outcome);
     if (outcome == MeasureOutcome::done)
-        SendMessageW(owner, responseReadyMessage, reinterpret_cast<WPARAM>(state.impulseOutputPath),
-                     0);
+        SendMessageW(owner, responseReadyMessage, reinterpret_cast<WPARAM>(response->c_str()), 0);
 }
 
 } // namespace tonvale

@@ -11,7 +11,6 @@
 #include "text/number_text.h"
 #include "text/window_text.h"
 
-#include <cmath>
 #include <string>
 
 namespace tonvale {
@@ -57,26 +56,24 @@ void automate(ReverbPlugin &plugin, int32_t row) {
 }
 
 /// A value that was typed or clicked. Opens an edit gesture, which goes on until another control is
-/// touched or the focus goes.
-void touchParam(ReverbPlugin &plugin, int32_t row) {
+/// touched or the focus goes. A host that is told of a step may close the editor, and the instance
+/// with it, from inside; that ends the gesture.
+void touchParam(ReverbPlugin &plugin, HWND dialog, int32_t row) {
     if (!moduleState().audioMaster)
         return;
     EditorLink &editor = plugin.editor;
-    const int32_t before = editor.touchedParam;
-    if (before != row) {
-        if (before >= 0)
-            tellHost(plugin, audioMasterEndEdit, before);
+    const bool isNew = editor.touchedParam != row;
+    if (isNew) {
+        endGesture(plugin, false);
+        if (!isOpen(plugin, dialog))
+            return;
         editor.touchedParam = row;
     }
     editor.touchedFocus.set(GetFocus());
-    if (before != row)
+    if (isNew)
         tellHost(plugin, audioMasterBeginEdit, row);
-    automate(plugin, row);
-}
-
-/// Whether the host, which holds values as floats, can have this one.
-bool isValue(double value) {
-    return std::isfinite(static_cast<float>(value));
+    if (isOpen(plugin, dialog))
+        automate(plugin, row);
 }
 
 void showMaxFft(const ReverbPlugin &plugin, HWND dialog) {
@@ -165,10 +162,12 @@ void takeFaderMove(ReverbPlugin &plugin, HWND dialog, HWND fader, WORD code) {
     const RowControls rows = rowsOf(dialog);
     const int32_t row = rows.findByFader(fader);
     if (row >= 0) {
-        Mute mute(editorModule().mainDialog.uiUpdateDepth);
         const double value = parameterLaw.valueOf(row, faderPosition(fader));
         plugin.params[row] = value;
-        rows.show(row, value, rowEdit | rowSpokenValue);
+        {
+            Mute mute(editorModule().mainDialog.uiUpdateDepth);
+            rows.show(row, value, rowEdit | rowSpokenValue);
+        }
         plugin.applyDelayChange();
         if (code == faderLetGo)
             tellHost(plugin, audioMasterEndEdit, row);
@@ -188,14 +187,11 @@ void takeTypedText(ReverbPlugin &plugin, HWND dialog, int editId) {
         return;
     const std::string text = controlText(dialog, editId).substr(0, rowTextSize - 1);
     const double value = parameterLaw.valueOfText(row, text.c_str());
-    // What isn't a finite number would sound for as long as it stays.
-    if (!isValue(value))
-        return;
     plugin.params[row] = value;
     rows.show(row, value, rowFader);
     setFaderValueText(rows.fader(row), text.c_str());
     plugin.applyDelayChange();
-    touchParam(plugin, row);
+    touchParam(plugin, dialog, row);
 }
 
 void takeClickedBox(ReverbPlugin &plugin, HWND dialog, int boxId) {
@@ -206,8 +202,8 @@ void takeClickedBox(ReverbPlugin &plugin, HWND dialog, int boxId) {
             continue;
         plugin.params[i] = IsDlgButtonChecked(dialog, boxId) == BST_CHECKED ? 1.0 : 0.0;
         plugin.applyDelayChange();
-        touchParam(plugin, i);
-        if (i == paramZeroLatency || i == paramLowLatency)
+        touchParam(plugin, dialog, i);
+        if (isAlive(plugin) && (i == paramZeroLatency || i == paramLowLatency))
             plugin.rebuildImpulse();
         return;
     }

@@ -2,6 +2,7 @@
 
 #include "chain/window_messages.h"
 #include "core/reverb_plugin.h"
+#include "editor/editor_module.h"
 
 namespace tonvale {
 
@@ -11,13 +12,8 @@ namespace {
 constexpr UINT rebuildDelay = 250;
 constexpr UINT tellHostDelay = 500;
 
-/// What was due by either timer.
-struct Due {
-    bool rebuild;
-    bool tellHost;
-};
-
-Due stopTimers(HWND mainDialog) {
+/// What was due by them.
+DueWork stopTimers(HWND mainDialog) {
     const bool rebuild = KillTimer(mainDialog, rebuildTimer) != 0;
     const bool tellHost = KillTimer(mainDialog, tellHostTimer) != 0;
     return {rebuild, tellHost};
@@ -41,7 +37,10 @@ bool takeCommitMessages(HWND mainDialog) {
 void rebuildAfterPause(ReverbPlugin &plugin, HWND mainDialog) {
     stopTimers(mainDialog);
     plugin.rebuildImpulse();
-    SetTimer(mainDialog, tellHostTimer, tellHostDelay, nullptr);
+    if (isOpen(plugin, mainDialog))
+        SetTimer(mainDialog, tellHostTimer, tellHostDelay, nullptr);
+    else
+        plugin.tellHostOfChange();
 }
 
 void tellHostAtRest(ReverbPlugin &plugin, HWND mainDialog) {
@@ -83,11 +82,15 @@ bool handleRebuildTimer(ReverbPlugin &plugin, HWND mainDialog, UINT_PTR timer) {
     }
 }
 
-void finishRebuilds(ReverbPlugin &plugin, HWND mainDialog) {
-    Due due = stopTimers(mainDialog);
+DueWork takeDueWork(const ReverbPlugin &plugin, HWND mainDialog) {
+    DueWork due = stopTimers(mainDialog);
     due.rebuild |= takeCommitMessages(mainDialog);
     // A gesture on a stage's control that its end would have committed.
     due.rebuild |= IsChild(plugin.editor.stageDialog.get(), GetCapture()) != 0;
+    return due;
+}
+
+void finishWork(ReverbPlugin &plugin, const DueWork &due) {
     if (due.rebuild)
         plugin.rebuildImpulse();
     if (due.rebuild || due.tellHost)

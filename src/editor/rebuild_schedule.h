@@ -23,7 +23,15 @@ void scheduleRebuild(HWND stageDialog, bool immediately);
 void commitRebuild(ReverbPlugin &plugin, HWND mainDialog);
 /// The two timers. False for any other.
 bool handleRebuildTimer(ReverbPlugin &plugin, HWND mainDialog, UINT_PTR timer);
-/// Does what is still due when the dialog goes, so that no edit is lost.
-void finishRebuilds(ReverbPlugin &plugin, HWND mainDialog);
+
+/// What is still due when the dialog goes.
+struct DueWork {
+    bool rebuild;
+    bool tellHost;
+};
+/// Takes it from the dialog, while that is whole;
+DueWork takeDueWork(const ReverbPlugin &plugin, HWND mainDialog);
+/// and does it, so that no edit is lost.
+void finishWork(ReverbPlugin &plugin, const DueWork &due);
 
 } // namespace tonvale

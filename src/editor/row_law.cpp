@@ -7,6 +7,9 @@
 #include "host/host_functions.h"
 #include "text/number_text.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace tonvale {
 
 namespace {
@@ -68,7 +71,8 @@ void ParameterLaw::textOf(int32_t row, double value, char *text) const {
 double ParameterLaw::valueOfText(int32_t row, const char *text) const {
     if (isDecibels(row) && meansSilence(text))
         return 0.0;
-    return plainToParam(row, readNumber(skipBlanks(text)));
+    const double value = plainToParam(row, readNumber(skipBlanks(text)));
+    return std::min(value, static_cast<double>(std::numeric_limits<float>::max()));
 }
 
 int32_t ParameterLaw::defaultPosition(int32_t row) const {

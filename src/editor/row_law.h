@@ -20,8 +20,8 @@ class RowLaw {
     virtual double valueOf(int32_t row, int32_t position) const = 0;
     /// Writes what the edit box shows of a stored value into `text`, which holds rowTextSize bytes.
     virtual void textOf(int32_t row, double value, char *text) const = 0;
-    /// The value to store for a typed text. Text that is no number reads as 0. Has no limits and
-    /// may be infinite or NaN.
+    /// The value to store for a typed text, without the limits of the fader. Text that is no number
+    /// reads as 0.
     virtual double valueOfText(int32_t row, const char *text) const = 0;
     /// The fader's default position.
     virtual int32_t defaultPosition(int32_t row) const = 0;
@@ -30,7 +30,8 @@ class RowLaw {
     ~RowLaw() = default;
 };
 
-/// The law of the plug-in's parameters: the values are those that the host sees.
+/// The law of the plug-in's parameters: the values are those that the host sees, who has them as
+/// floats; a gain beyond these is the largest.
 class ParameterLaw final : public RowLaw {
   public:
     int32_t positionOf(int32_t row, double value) const override;

@@ -45,8 +45,8 @@ struct RowDialog {
 
     void begin() {
         prepareWheelMessage();
-        controls.name();
         stage.dialog.set(window);
+        controls.name();
         {
             const Mute mute(activity.uiUpdateDepth);
             controls.prepare();

@@ -2,11 +2,11 @@
 
 #include "chain/impulse_generator_file.h"
 #include "chain/window_messages.h"
-#include "core/module_state.h"
 #include "core/reverb_plugin.h"
 #include "editor/editor_module.h"
 #include "editor/mute.h"
 #include "editor/resources/resource.h"
+#include "host/host_functions.h"
 #include "host/localized_text.h"
 #include "text/file_names.h"
 #include "text/window_text.h"
@@ -37,17 +37,13 @@ struct DestroyTheMenu {
 };
 using MenuPtr = std::unique_ptr<std::remove_pointer_t<HMENU>, DestroyTheMenu>;
 
+struct FinishTheDrop {
+    void operator()(HDROP drop) const { DragFinish(drop); }
+};
+using DropPtr = std::unique_ptr<std::remove_pointer_t<HDROP>, FinishTheDrop>;
+
 HWND listOf(HWND dialog) {
     return GetDlgItem(dialog, MAIN_STAGE_LIST);
-}
-
-/// Whether the dialog is still this instance's. Looks at nothing that may be gone.
-bool isOpen(const ReverbPlugin &plugin, HWND dialog) {
-    return GetWindowLongPtrW(dialog, GWLP_USERDATA) == reinterpret_cast<LONG_PTR>(&plugin);
-}
-
-bool isAlive(const ReverbPlugin &plugin) {
-    return moduleState().instanceList.find(&plugin) >= 0;
 }
 
 HIMAGELIST loadStateImages(HWND dialog) {
@@ -120,10 +116,14 @@ void showFocusedStage(ReverbPlugin &plugin, HWND dialog) {
     if (!stage || (editor.stageDialog && editor.currentStage == stage))
         return;
     editor.closeStageDialog();
+    // The list, which may have got the keyboard, then has told of its focus.
+    if (editor.stageDialog)
+        return;
     ListView_SetItemState(list, row, LVIS_FOCUSED, LVIS_FOCUSED);
     editor.currentStage = stage;
     const HWND shown = stage->createDialog(dialog);
-    editor.stageDialog.set(shown);
+    if (!isOpen(plugin, dialog))
+        return;
     if (shown)
         putIntoFrame(shown, dialog);
     SetFocus(list);
@@ -267,9 +267,20 @@ void selectLastStage(HWND dialog) {
     ListView_EnsureVisible(list, last, FALSE);
 }
 
-void keepFocus(HWND dialog, HWND leaving) {
+void followStageDialog(ReverbPlugin &plugin, HWND dialog, UINT event, HWND child) {
+    if (GetClassLongPtrW(child, GCW_ATOM) != reinterpret_cast<ULONG_PTR>(WC_DIALOG))
+        return;
+    WindowHandle &shown = plugin.editor.stageDialog;
+    // Known before it starts: what a host does from inside the start then finds it.
+    if (event == WM_CREATE)
+        shown.set(child);
+    if (event != WM_DESTROY)
+        return;
+    if (shown.get() == child)
+        shown.set(nullptr);
+    // It may hold the keyboard, which stays with the editor.
     const HWND focus = GetFocus();
-    if (focus == leaving || IsChild(leaving, focus))
+    if (focus == child || IsChild(child, focus))
         SetFocus(listOf(dialog));
 }
 
@@ -282,6 +293,8 @@ void addStageByMenu(ReverbPlugin &plugin, HWND dialog) {
         return;
     plugin.rebuildImpulse();
     showAsLast(plugin, dialog);
+    if (!isAlive(plugin))
+        return;
     if (const HWND shown = plugin.editor.stageDialog.get())
         SendMessageW(shown, stageAddedMessage, 0, 0);
     if (isAlive(plugin))
@@ -354,8 +367,10 @@ void endDrag(HWND dialog) {
 }
 
 void takeDrop(ReverbPlugin &plugin, HWND dialog, HDROP drop) {
-    const std::vector<std::string> paths = droppedNames(drop);
-    DragFinish(drop);
+    const std::vector<std::string> paths = [drop] {
+        const DropPtr ended(drop);
+        return droppedNames(drop);
+    }();
     for (const std::string &path : paths) {
         if (!isMedia(path))
             continue;

@@ -11,17 +11,14 @@ struct ReverbPlugin;
 
 // The list of stages in the main dialog, and the dialog of the stage on show. User interface
 // thread.
-//
-// Menus, choosers and hosts that are told of a change serve messages meanwhile: the dialog, and
-// with it the plug-in, can be gone behind them.
 
 void prepareStageList(HWND dialog);
 /// Makes the list anew; no stage is on show then.
 void refreshStageList(ReverbPlugin &plugin, HWND dialog);
 /// Puts the last stage on show.
 void selectLastStage(HWND dialog);
-/// The keyboard stays with this dialog when a stage's one goes, which may hold it.
-void keepFocus(HWND dialog, HWND leaving);
+/// A child of the dialog came or goes (WM_CREATE, WM_DESTROY), which may be the dialog of a stage.
+void followStageDialog(ReverbPlugin &plugin, HWND dialog, UINT event, HWND child);
 
 void addStageByMenu(ReverbPlugin &plugin, HWND dialog);
 void removeSelectedStages(ReverbPlugin &plugin, HWND dialog);

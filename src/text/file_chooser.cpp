@@ -74,10 +74,7 @@ std::optional<std::string> choose(const FileChooser &chooser, Show show) {
     ChooserCall call(chooser);
     if (!call.run(show))
         return std::nullopt;
-    std::string path = call.chosen();
-    if (path.size() > chooser.longestPath)
-        return std::nullopt;
-    return path;
+    return call.chosen();
 }
 
 } // namespace

@@ -17,7 +17,7 @@ struct FileChooser {
     const char *filters = nullptr;
     std::string folder{};       ///< where it starts; empty: where the system likes
     std::string path{};         ///< offered at the start; one that the system refuses is left out
-    size_t longestPath = 1023;  ///< bytes, of what may be chosen
+    size_t longestPath = 1023;  ///< of what may be chosen, in units of UTF-16
     std::string extension{};    ///< without its dot, for a name typed without one
     DWORD flags = 0;            ///< OFN_...
     HINSTANCE module = nullptr; ///< has the template, with OFN_ENABLETEMPLATE
@@ -27,7 +27,7 @@ struct FileChooser {
 };
 
 /// Shows the chooser and waits. The path chosen, or nothing where the user cancelled it and where
-/// the path is too long. On the thread of the user interface.
+/// the system finds the path too long. On the thread of the user interface.
 std::optional<std::string> chooseFileToOpen(const FileChooser &chooser);
 std::optional<std::string> chooseFileToSave(const FileChooser &chooser);
 

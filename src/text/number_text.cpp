@@ -58,7 +58,7 @@ double readNumber(const char *text) {
             return 0.0;
         return *text == '-' ? -HUGE_VAL : HUGE_VAL;
     }
-    return value;
+    return std::isnan(value) ? 0.0 : value;
 }
 
 int32_t readInteger(const char *text) {

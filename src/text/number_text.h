@@ -12,8 +12,8 @@ const char *skipBlanks(const char *text);
 /// Skips to the next blank, tab or end.
 const char *skipWord(const char *text);
 
-/// The decimal number that `text` starts with; 0 where it starts with none. Too large becomes
-/// infinity, too small 0.
+/// The decimal number that `text` starts with, or "inf"; 0 where it starts with none. Too large
+/// becomes infinity, too small 0.
 double readNumber(const char *text);
 /// The decimal integer that `text` starts with; 0 where it starts with none. Held at the ends of
 /// its range.

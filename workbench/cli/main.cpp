@@ -18,9 +18,10 @@ constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
 constexpr void (*commands[])(CLI::App &) = {
-    tonvale::workbench::addRenderCommand, tonvale::workbench::addImpulseCommand,
-    tonvale::workbench::addToneCommand,   tonvale::workbench::addDeconvolveCommand,
-    tonvale::workbench::addStagesCommand, tonvale::workbench::addParametersCommand,
+    tonvale::workbench::addRenderCommand,     tonvale::workbench::addImpulseCommand,
+    tonvale::workbench::addToneCommand,       tonvale::workbench::addDeconvolveCommand,
+    tonvale::workbench::addAnalyseCommand,    tonvale::workbench::addStagesCommand,
+    tonvale::workbench::addParametersCommand,
 };
 
 /// A stream that the caller closed would lend its number to the next file that is opened, and what

@@ -63,8 +63,11 @@ TEST_F(FileTexts, GoToAndFromChoosers) {
     EXPECT_EQ(typing.offered, "offered.wav");
     EXPECT_EQ(typing.filter, "日本");
 
-    chooser.longestPath = place.size();
+    const size_t longest = wideText(place + ".wav").size();
+    chooser.longestPath = longest - 1;
     EXPECT_EQ(chooseFileToSave(chooser), std::nullopt) << "longer by its extension";
+    chooser.longestPath = longest;
+    EXPECT_EQ(chooseFileToSave(chooser), place + ".wav") << "in bytes it is longer";
 
     std::ofstream(filePath(place)) << "x";
     chooser.path.clear();

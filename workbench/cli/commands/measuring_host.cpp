@@ -66,11 +66,10 @@ MeasureProgress MeasuringHost::progress(ProgressBar &bar) const {
     };
 }
 
-void MeasuringHost::finish(MeasureOutcome outcome, const std::string &subject,
-                           const std::string &reason) {
+void MeasuringHost::finish(MeasureOutcome outcome, const std::string &subject) {
     if (outcome != MeasureOutcome::done || !writer) {
         const char *message = measureMessage(outcome);
-        throw Problem(subject + ": " + (message ? message : "nothing was written") + reason);
+        throw Problem(subject + ": " + (message ? message : "nothing was written"));
     }
     writer->finish();
     file.commit();

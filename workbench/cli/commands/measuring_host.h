@@ -32,9 +32,8 @@ class MeasuringHost {
     static constexpr int progressSteps = 1000;
 
     /// Completes the file after a run that ended with `outcome`, and prints what was written.
-    /// Throws Problem when the run failed, about `subject`, the files that such a failure is about,
-    /// with `reason` behind the message.
-    void finish(MeasureOutcome outcome, const std::string &subject, const std::string &reason = "");
+    /// Throws Problem when the run failed, about `subject`, the file that such a failure is about.
+    void finish(MeasureOutcome outcome, const std::string &subject);
 
   private:
     static MediaSink *createSink(const char *path, const void *format, int formatSize, int channels,

@@ -4,8 +4,8 @@
 #include "workbench/cli/problem.h"
 #include "workbench/cli/sound/sound_reader.h"
 #include "workbench/cli/sound/speakers.h"
+#include "workbench/cli/sound/truncation.h"
 #include "workbench/cli/sound/wave_pipe.h"
-#include "workbench/cli/warnings.h"
 #include "workbench/services/media.h"
 
 #include <algorithm>
@@ -42,6 +42,7 @@ void Recording::open(const std::string &path) {
         throw Problem("the name of the input file is missing");
     if (const std::string problem = mediaProblem(path.c_str()); !problem.empty())
         throw Problem(path + ": " + problem);
+    warnOfTruncation(path);
     SF_INFO info{};
     takeOver(sf_open(path.c_str(), SFM_READ, &info), info);
 }
@@ -96,7 +97,7 @@ int Recording::read(double *const *planes, int count) {
     }
     position += got;
     if (got < wanted && promised)
-        warn(name + " is truncated: it holds fewer samples than its header promises");
+        warnTruncated(name);
     if (position == 0)
         throw Problem(name + ": holds no samples");
     return got;
