@@ -42,7 +42,9 @@ void warnOfStage(const std::string &text) {
         std::string fault = " is beyond " + rangeText(value);
         if (isLevel)
             fault = present > value.most ? " is above +12 dB" : " is beyond: a negative factor";
-        warn("stage " + key + ": " + value.name + " " + shortNumber(present) + fault);
+        std::string said = "stage " + key + ": " + value.name;
+        said += " " + shortNumber(present) + fault;
+        warn(said);
     }
 }
 

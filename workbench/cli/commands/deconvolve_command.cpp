@@ -69,7 +69,7 @@ class DeconvolveCommand {
             .add_option("--drift", drift,
                         "Mend clocks that run apart: PPM is above 0 where the recording has more "
                         "samples than it should, or auto")
-            ->type_name("PPM")
+            ->type_name("auto|PPM")
             ->check([](const std::string &text) {
                 const auto value = numberIn(text);
                 const bool fits = text == "auto" || (value && std::fabs(*value) <= largestDrift);
