@@ -109,7 +109,7 @@ class DeconvolveCommand {
         const MeasuredSound heard = loadSound(recording), played = loadSound(tone);
         MeasuredSound response = divide(heard, played);
         if (checkTone(heard, played, response))
-            checkRecording(heard, recording);
+            checkRecording(heard, response, recording);
         mendDrift(heard, played, response);
         shape(response);
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;

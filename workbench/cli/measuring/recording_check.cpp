@@ -34,6 +34,7 @@ constexpr double noNoise = 1e-4; // 80 dB under the loudest
 constexpr double loudestNoise = 0.25;
 constexpr double aboveNoise = 10.0; // 20 dB
 constexpr double underPeak = 0.01;  // -40 dB
+constexpr double leastDecay = 1e-3; // -60 dB
 
 double peakOf(Channel samples) {
     double peak = 0.0;
@@ -119,9 +120,22 @@ bool stopsBeforeDecay(Channel samples, double rate) {
     return rms(samples.last(block)) > (showsNoise ? aboveNoise * quiet : underPeak * loudest);
 }
 
+/// Whether anything follows the response's peak, as it doesn't where the tone came back by a cable:
+/// such a recording may end with the tone.
+bool hasDecay(Channel response, double rate) {
+    const auto peak = std::max_element(response.begin(), response.end(), [](double a, double b) {
+        return std::fabs(a) < std::fabs(b);
+    });
+    const auto behind = static_cast<size_t>(peak - response.begin()) +
+                        static_cast<size_t>(std::ceil(endSeconds * rate));
+    return behind < response.size() &&
+           peakOf(response.subspan(behind)) > leastDecay * std::fabs(*peak);
+}
+
 } // namespace
 
-void checkRecording(const MeasuredSound &recording, const std::string &name) {
+void checkRecording(const MeasuredSound &recording, const MeasuredSound &response,
+                    const std::string &name) {
     double peak = 0.0;
     for (const auto &channel : recording.channels)
         peak = std::max(peak, peakOf(channel));
@@ -134,7 +148,9 @@ void checkRecording(const MeasuredSound &recording, const std::string &name) {
             continue;
         }
         isCut = isCut || isClipped(channel, peak);
-        isLoudAtEnd = isLoudAtEnd || stopsBeforeDecay(channel, recording.rate);
+        isLoudAtEnd = isLoudAtEnd || (c < response.channels.size() &&
+                                      hasDecay(response.channels[c], response.rate) &&
+                                      stopsBeforeDecay(channel, recording.rate));
         const size_t gap = hasGap ? channel.size() : firstGap(channel, peak);
         if (gap < channel.size()) {
             hasGap = true;

@@ -6,9 +6,10 @@
 
 namespace tonvale::workbench {
 
-/// Warns of what is wrong with a recording of a test tone, whatever the tone: a silent channel,
-/// samples cut off at the largest magnitude, gaps, and an end before the sound has died away. One
-/// warning of each kind.
-void checkRecording(const MeasuredSound &recording, const std::string &name);
+/// Warns of what is wrong with a recording of a test tone of which `response` was made: a silent
+/// channel, samples cut off at the largest magnitude, gaps, and an end before the sound has died
+/// away. One warning of each kind.
+void checkRecording(const MeasuredSound &recording, const MeasuredSound &response,
+                    const std::string &name);
 
 } // namespace tonvale::workbench
