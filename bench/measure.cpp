@@ -1,12 +1,14 @@
 #include "bench/measure.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <ctime>
 #include <exception>
 #include <fstream>
 #include <malloc.h>
 #include <sched.h>
+#include <thread>
 #include <unistd.h>
 
 namespace tonvale::bench {
@@ -21,6 +23,16 @@ double clockSeconds(clockid_t clock) {
 
 double processSeconds() {
     return clockSeconds(CLOCK_PROCESS_CPUTIME_ID);
+}
+
+/// Waits until no thread of a peer works on what it had queued: else its work counts as the next
+/// one's.
+void letThreadsFinish() {
+    constexpr double idle = 1e-4;
+    for (double before = -1.0; processSeconds() - before > idle;) {
+        before = processSeconds();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
 }
 
 double residentMegabytes() {
@@ -58,11 +70,15 @@ class Player {
         at += setup.block;
     }
 
+    void play(double seconds) {
+        for (int64_t i = blocksOf(seconds); i > 0; --i)
+            playBlock();
+    }
+
     /// Answers the share of its duration that the slowest block took the calling thread.
-    double play(double seconds) {
-        const auto blocks = std::max<int64_t>(1, std::llround(seconds * setup.rate / setup.block));
+    double slowestOf(double seconds) {
         double slowest = 0.0;
-        for (int64_t i = 0; i < blocks; ++i) {
+        for (int64_t i = blocksOf(seconds); i > 0; --i) {
             const double begun = clockSeconds(CLOCK_THREAD_CPUTIME_ID);
             playBlock();
             slowest = std::max(slowest, clockSeconds(CLOCK_THREAD_CPUTIME_ID) - begun);
@@ -88,6 +104,10 @@ class Player {
     }
 
   private:
+    int64_t blocksOf(double seconds) const {
+        return std::max<int64_t>(1, std::llround(seconds * setup.rate / setup.block));
+    }
+
     const Setup &setup;
     const Planes &input;
     Planes output;
@@ -113,7 +133,7 @@ std::vector<Figures> measure(const Setup &setup, const std::vector<Peer> &peers,
     const Planes response = responseFor(setup), noise = noiseFor(setup);
     std::vector<Figures> figures(peers.size());
     std::vector<std::unique_ptr<Player>> players(peers.size());
-    std::vector<std::vector<double>> costs(peers.size()), slowest(peers.size());
+    std::vector<std::vector<double>> costs(peers.size());
     for (size_t i = 0; i < peers.size(); ++i) {
         const double memory = residentMegabytes(), begun = processSeconds();
         try {
@@ -127,6 +147,7 @@ std::vector<Figures> measure(const Setup &setup, const std::vector<Peer> &peers,
         figures[i].memory = residentMegabytes() - memory;
         // Until all of the response sounds.
         players[i]->play(setup.seconds + 1.0);
+        letThreadsFinish();
         figures[i].error = players[i]->errorDecibels(response);
     }
     for (int round = 0; round < effort.rounds; ++round) {
@@ -134,7 +155,8 @@ std::vector<Figures> measure(const Setup &setup, const std::vector<Peer> &peers,
             if (!figures[i].works)
                 continue;
             const double begun = processSeconds();
-            slowest[i].push_back(players[i]->play(effort.seconds));
+            players[i]->play(effort.seconds);
+            letThreadsFinish();
             costs[i].push_back((processSeconds() - begun) / effort.seconds);
         }
     }
@@ -144,9 +166,18 @@ std::vector<Figures> measure(const Setup &setup, const std::vector<Peer> &peers,
         figures[i].cost = quantile(costs[i], 0.5);
         figures[i].low = quantile(costs[i], 0.25);
         figures[i].high = quantile(costs[i], 0.75);
-        figures[i].slowest = quantile(slowest[i], 0.5);
     }
     return figures;
+}
+
+double measureSlowest(const Setup &setup, const Peer &peer, const Effort &effort) {
+    const Planes response = responseFor(setup), noise = noiseFor(setup);
+    Player player(setup, peer, response, noise);
+    player.play(setup.seconds + 1.0);
+    std::vector<double> slowest;
+    for (int round = 0; round < effort.rounds; ++round)
+        slowest.push_back(player.slowestOf(effort.seconds));
+    return quantile(slowest, 0.5);
 }
 
 double measureInstances(const Setup &setup, const Peer &peer, int count, const Effort &effort) {

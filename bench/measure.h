@@ -19,9 +19,6 @@ struct Figures {
     double cost = 0.0;  ///< median
     double low = 0.0;   ///< lower and upper quartile
     double high = 0.0;
-    /// The calling thread's time in the slowest block, as a share of the block's own duration:
-    /// median over the rounds.
-    double slowest = 0.0;
     double error = 0.0;   ///< against direct convolution, dB
     double loading = 0.0; ///< seconds of processor time until it can play
     double memory = 0.0;  ///< MiB that it took
@@ -36,6 +33,10 @@ struct Effort {
 /// direct convolution.
 std::vector<Figures> measure(const Setup &setup, const std::vector<Peer> &peers,
                              const Effort &effort);
+
+/// The calling thread's time in the slowest block, as a share of the block's own duration: median
+/// over the rounds. Reading the clock for each block costs too much to tell the cost as well.
+double measureSlowest(const Setup &setup, const Peer &peer, const Effort &effort);
 
 /// Processor seconds for each second of audio that `count` instances take in turn, each a block.
 double measureInstances(const Setup &setup, const Peer &peer, int count, const Effort &effort);

@@ -6,9 +6,13 @@ namespace tonvale {
 
 namespace {
 
-/// Chunks of one stage are so many times as long as those of the one before: few stages with many
-/// parts each transform less than many with few.
-constexpr int32_t growth = 16;
+/// The chunks behind those of `chunk` samples. Few stages with many parts each transform less than
+/// many with few; but a block that fills a chunk goes whole to that stage, so there is one for each
+/// of the usual lengths of blocks, and four times as long is still near enough.
+int64_t nextChunk(int32_t chunk) {
+    constexpr int32_t usualBlock = 1024;
+    return int64_t{chunk < usualBlock ? 4 : 16} * chunk;
+}
 
 /// Chunks begin apart by multiples of this.
 constexpr int32_t staggerStep = 64;
@@ -48,7 +52,7 @@ StageSchedule growingSchedule(int32_t length, int32_t firstChunk, int32_t larges
     while (position < length) {
         const int32_t chunk = std::min(position > 0 ? position : latency, largestChunk);
         const bool last = chunk == largestChunk || schedule.stageCount + 1 == StageSchedule::most;
-        const int64_t next = std::min<int64_t>(int64_t{growth} * chunk, largestChunk);
+        const int64_t next = std::min<int64_t>(nextChunk(chunk), largestChunk);
         const int32_t end =
             last || next >= length ? length : std::max(static_cast<int32_t>(next), position);
         schedule.addStage({position, end - position, chunk});

@@ -12,8 +12,10 @@ struct EngineWishes {
     bool useTail;     ///< LL is on, and the response is longer than twice the split
     int32_t fftLimit; ///< 1 to 16384 samples
     int32_t split;    ///< where the tail begins, with one: fftLimit held between 512 and 8192
+    int32_t channels; ///< that are to come; others serve too, at a little more cost
 };
-EngineWishes engineWishes(const Relaxed<double> (&params)[paramCount], int32_t responseLength);
+EngineWishes engineWishes(const Relaxed<double> (&params)[paramCount], int32_t responseLength,
+                          int32_t channels);
 
 /// Engines that hold a response, on their way into an audio path, or out of it.
 struct EngineSet {

@@ -146,10 +146,10 @@ bool ReverbPlugin::replaceResponse() noexcept {
         const int32_t lostBefore = lostRequests();
         ImpulseBuffer fresh;
         chain.run(fresh, sampleRate);
-        EngineWishes wishes = engineWishes(params, fresh.getLength());
+        const int32_t channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels);
+        EngineWishes wishes = engineWishes(params, fresh.getLength(), channels);
         wishes.useTail = wishes.useTail && audio.tail.start();
         EngineSet next = buildEngines(fresh, wishes);
-        const int32_t channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels);
         const int32_t primed = presentPreroll();
         AudioPath::prime(next, primed, channels);
         if (!next.main || lostRequests() != lostBefore)

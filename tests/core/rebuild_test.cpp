@@ -190,7 +190,7 @@ TEST(AudioPathExchange, KeepsItsTimeWhateverCameSinceTheEnginesWerePrimed) {
     std::vector<double> input = noise(4096, 1);
     for (const bool zl : {true, false}) {
         for (const int32_t primed : {0, 700, 2000, 2900}) {
-            EngineSet next = buildEngines(impulse, {zl, false, 512, 512});
+            EngineSet next = buildEngines(impulse, {zl, false, 512, 512, 2});
             AudioPath::prime(next, primed, 2);
             AudioPath path;
             path.settleGains(settings);

@@ -8,6 +8,7 @@
 #include <array>
 #include <dlfcn.h>
 #include <filesystem>
+#include <sys/auxv.h>
 
 namespace tonvale::workbench {
 
@@ -16,13 +17,27 @@ namespace {
 using EntryPoint = AEffect *(*)(HostCallback);
 
 constexpr int32_t effectMagic = fourBytes("PtsV");
+constexpr const char *modulePlaces[] = {"tonvale.so", "../lib/tonvale/tonvale.so"};
 constexpr int textSize = 256;
 constexpr int stageTextSize = 16384;
 
-EntryPoint pluginEntry() {
+/// The first of the module's places, as seen from the program, where there is one.
+std::string modulePath() {
     std::error_code error;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    const std::string path = (program.parent_path() / "tonvale.so").string();
+    auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    // Roots without /proc have the name by which the program was started.
+    if (error)
+        program = std::filesystem::canonical(reinterpret_cast<const char *>(getauxval(AT_EXECFN)));
+    const auto folder = program.parent_path();
+    for (const char *place : modulePlaces) {
+        if (auto path = (folder / place).lexically_normal(); std::filesystem::exists(path, error))
+            return path;
+    }
+    return folder / modulePlaces[0];
+}
+
+EntryPoint pluginEntry() {
+    const std::string path = modulePath();
     void *module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!module) {
         const char *reason = dlerror();

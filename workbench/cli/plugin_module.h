@@ -9,7 +9,8 @@
 
 namespace tonvale::workbench {
 
-/// An instance of the plug-in whose module lies beside this program. Nothing of the plug-in is
+/// An instance of the plug-in, whose module lies beside this program where it was built, and in
+/// lib/tonvale/ beside bin/ where it was installed. Nothing of the plug-in is
 /// known here but its AEffect record, so what works here works in any host. All calls from one
 /// thread.
 class Effect {

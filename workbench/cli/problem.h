@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 
 namespace tonvale::workbench {
@@ -10,5 +11,11 @@ class Problem : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
+
+/// Prints "tonvale: TEXT" as one line on standard error, without any memory.
+void complain(const char *text) noexcept;
+
+/// Something went wrong that the user was told already. The program ends with status 1.
+class ToldProblem : public std::exception {};
 
 } // namespace tonvale::workbench

@@ -1,5 +1,6 @@
 #include "editor/windows/editor_window.h"
 
+#include "chain/decibels.h"
 #include "chain/window_messages.h"
 #include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
 
 using namespace tonvale;
@@ -135,11 +137,13 @@ TEST(StageEdit, IsHeardAfterAPauseAndToldToTheHostAfterAnother) {
 
     // What is still due when the editor closes is done then, however it was asked for.
     for (const bool immediately : {false, true}) {
+        setWindowText(editor.control(MAIN_WET_EDIT), "-3");
+        editor.takeNotes();
         editor.plugin.editor.displayDirty = 0;
         scheduleRebuild(editor.stage(), immediately);
         editor.close();
         EXPECT_EQ(editor.plugin.editor.displayDirty, 1);
-        EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
+        EXPECT_EQ(editor.takeNotes(), (std::vector{ended(paramWet), stateChanged}));
         editor.open();
     }
 }
@@ -182,6 +186,31 @@ TEST(Editor, ClosedWhileItsMenuIsOpenAddsNothing) {
     }
     EXPECT_EQ(editor.dialog(), nullptr);
     EXPECT_TRUE(editor.chain().empty());
+}
+
+TEST(Editor, ClosedByAHostThatIsToldOfAStepTellsNothingBehindItsEnd) {
+    const double gain = decibelsToFactor(-3);
+    const std::vector<std::pair<int32_t, std::vector<HostNote>>> cases{
+        {audioMasterBeginEdit, {began(paramDry), ended(paramDry)}},
+        {audioMasterAutomate, {began(paramDry), changed(paramDry, gain), ended(paramDry)}},
+        {audioMasterEndEdit, {ended(paramWet)}}};
+    for (const auto &[step, expected] : cases) {
+        for (const bool closesInstance : {false, true}) {
+            auto editor = std::make_unique<EditorWindow>();
+            if (step == audioMasterEndEdit)
+                setWindowText(editor->control(MAIN_WET_EDIT), "-6");
+            editor->takeNotes();
+            const HWND dialog = editor->dialog();
+            whenTold(step, [&] { closesInstance ? editor.reset() : editor->close(); });
+            setWindowText(editor->control(MAIN_DRY_EDIT), "-3");
+            serve();
+            EXPECT_FALSE(IsWindow(dialog));
+            if (editor) {
+                EXPECT_EQ(editor->takeNotes(), expected);
+                EXPECT_EQ(editor->plugin.editor.touchedParam, -1);
+            }
+        }
+    }
 }
 
 TEST(Editor, OpenedAgainAndAgainLeavesNothingBehind) {

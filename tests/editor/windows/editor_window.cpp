@@ -27,11 +27,20 @@ std::map<AEffect *, std::vector<HostNote>> &hostNotesByEffect() {
     return notes;
 }
 
+std::pair<int32_t, std::function<void()>> &actionWhenTold() {
+    static std::pair<int32_t, std::function<void()>> action;
+    return action;
+}
+
 intptr_t notingCallback(AEffect *effect, int32_t opcode, int32_t index, intptr_t value, void *ptr,
                         float opt) {
     if (opcode == audioMasterAutomate || opcode == audioMasterBeginEdit ||
         opcode == audioMasterEndEdit)
         hostNotesByEffect()[effect].push_back({opcode, index, opt});
+    if (auto &[awaited, action] = actionWhenTold(); action && opcode == awaited) {
+        std::exchange(action, {})(); // behind which the effect may be gone
+        return 0;
+    }
     return testHostCallback(effect, opcode, index, value, ptr, opt);
 }
 
@@ -230,6 +239,10 @@ bool serveUntil(const std::function<bool()> &holds) {
 void later(int milliseconds, std::function<void()> action) {
     laterAction() = std::move(action);
     SetTimer(nullptr, 0, static_cast<UINT>(milliseconds), runLater);
+}
+
+void whenTold(int32_t opcode, std::function<void()> action) {
+    actionWhenTold() = {opcode, std::move(action)};
 }
 
 POINT middleOf(HWND window) {

@@ -71,6 +71,8 @@ bool serveUntil(const std::function<bool()> &holds);
 /// Done from a timer after so many milliseconds, inside the loop of a menu or a chooser, which then
 /// serves what it leads to.
 void later(int milliseconds, std::function<void()> action);
+/// Done by the host, once, inside the next call that tells it such a step (audioMaster...).
+void whenTold(int32_t opcode, std::function<void()> action);
 
 // The user. Each serves the messages that it leads to.
 POINT middleOf(HWND window);

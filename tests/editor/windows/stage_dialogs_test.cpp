@@ -156,18 +156,6 @@ TEST(EditDialog, ForecastsTheLengthAndHearsTheGainWhenItsFaderIsLetGo) {
     releaseMouse();
 }
 
-TEST(StageDialogs, TakeMinusInfinityForSilenceAndNonsenseForZero) {
-    ChainEditor editor({"ECHOGEN"});
-    typeInto(editor.inStage(ECHO_START_VOLUME_EDIT), "-inf");
-    typeInto(editor.inStage(ECHO_END_VOLUME_EDIT), "loud");
-    typeInto(editor.inStage(ECHO_LENGTH_EDIT), "-12000");
-    typeInto(editor.inStage(ECHO_SPACING_EDIT), "much");
-    EXPECT_EQ(editor.chain()[0],
-              "ECHOGEN 0.000000 -12000.000000 0.000000 0.000000 1.000000 0.000000 0.500000");
-    EXPECT_EQ(faderPosition(editor.inStage(ECHO_START_VOLUME_FADER)), 0);
-    EXPECT_EQ(faderPosition(editor.inStage(ECHO_LENGTH_FADER)), 0);
-}
-
 TEST(FilterDialog, FollowsTheRateButNotTheHandsOfTheUser) {
     ChainEditor editor({"FILT"});
     typeInto(editor.inStage(FILTER_LOWPASS_EDIT), "6000.3");

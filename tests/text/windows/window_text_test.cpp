@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <thread>
-#include <vector>
 
 namespace tonvale {
 namespace {
@@ -105,32 +104,15 @@ TEST_F(WindowText, StandsInMenusAndMessages) {
 }
 
 TEST_F(WindowText, IsDrawnAsLongAsItIs) {
-    constexpr int side = 200;
     const HDC context = CreateCompatibleDC(nullptr);
-    const HBITMAP bitmap = CreateBitmap(side, side, 1, 32, nullptr);
     const HFONT font = makeFont(40, "Arial");
-    SelectObject(context, bitmap);
     SelectObject(context, font);
-    RECT place{};
+    RECT place{}, longer{};
     EXPECT_NEAR(drawText(context, "Ω", place, DT_CALCRECT), 40, 8);
-    RECT longer{};
     drawText(context, "ΩΩΩ&", longer, DT_CALCRECT | DT_SINGLELINE);
     EXPECT_GT(longer.right, 3 * place.right); // the ampersand takes room too
     EXPECT_LT(longer.right, 5 * place.right);
-
-    SetTextColor(context, RGB(255, 255, 255));
-    SetBkMode(context, TRANSPARENT);
-    RECT all{0, 0, side, side};
-    drawText(context, "Ω", all, DT_RIGHT | DT_SINGLELINE);
-    std::vector<uint32_t> pixels(side * side);
-    GetBitmapBits(bitmap, side * side * 4, pixels.data());
-    int left = 0, right = 0;
-    for (int i = 0; i < side * side; ++i)
-        (i % side < side - place.right ? left : right) += pixels[static_cast<size_t>(i)] != 0;
-    EXPECT_EQ(left, 0);
-    EXPECT_GT(right, 100);
     DeleteDC(context);
-    DeleteObject(bitmap);
     DeleteObject(font);
 }
 

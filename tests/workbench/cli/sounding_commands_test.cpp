@@ -141,18 +141,32 @@ TEST_F(SoundingCommands, RenderWarnsOfPeaksThatTheDepthCutsOff) {
     }
 }
 
-TEST_F(SoundingCommands, RenderLeavesNothingBehindWhenASignalEndsIt) {
+/// Whether a process has a file open in the folder, other than `known`, with or without a name.
+bool writesInto(const TestFolder &folder, pid_t process, const std::string &known) {
+    std::error_code error;
+    const std::string files = "/proc/" + std::to_string(process) + "/fd";
+    for (const auto &entry : std::filesystem::directory_iterator(files, error)) {
+        const std::string file = std::filesystem::read_symlink(entry, error);
+        if (file.starts_with(folder.file("")) && file != known)
+            return true;
+    }
+    return false;
+}
+
+TEST_F(SoundingCommands, RenderLeavesNothingBehindWhenItIsEndedOrKilled) {
     writeSound(in, {8000, {noise(8000, 18)}});
-    const pid_t child = startProgram({"render", in, out, "--tail", "80000", "--block", "16"});
-    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (namesIn(folder).size() < 2 && std::chrono::steady_clock::now() < patience)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    EXPECT_EQ(namesIn(folder).size(), 2u) << "the temporary file";
-    kill(child, SIGTERM);
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
-    EXPECT_EQ(namesIn(folder), std::vector<std::string>{"in.wav"});
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        const pid_t child = startProgram({"render", in, out, "--tail", "80000", "--block", "1"});
+        const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!writesInto(folder, child, in) && std::chrono::steady_clock::now() < patience)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        EXPECT_TRUE(writesInto(folder, child, in));
+        kill(child, signal);
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        EXPECT_EQ(namesIn(folder), std::vector<std::string>{"in.wav"});
+    }
 }
 
 TEST_F(SoundingCommands, ImpulseGivesBackAFileInEveryChannelAtItsOwnRate) {
@@ -223,6 +237,9 @@ TEST(ListingCommands, ShowWhatTheModuleHas) {
                              "BASICEDIT", "0.250000", "Wet", "-12.0", "-inf to +6.0", "0 to 3000",
                              "32 to 16384", "-1.00 to 1.00", "ZL mode", "LL mode", "--pre-verb"})
         EXPECT_NE(lists.find(part), std::string::npos) << part << " in\n" << lists;
+    EXPECT_EQ(runWell({"help"}), runWell({"--help"}));
+    for (const char *command : {"render", "impulse", "tone", "deconvolve", "stages", "parameters"})
+        EXPECT_EQ(runWell({"help", command}), runWell({command, "--help"}));
 }
 
 } // namespace

@@ -62,14 +62,22 @@ TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
     expectRefused({"render", voice, folder.file("no/folder/out.wav")}, failed, "no/folder");
     expectRefused({"render", voice, folder.file("")}, failed, folder.file(""));
     expectRefused({"render", voice, "/dev/null"}, failed, "/dev/null");
-    expectRefused({"render", voice, folder.file("out.flac")}, failed, ".wav");
+    for (const std::string name : {"out.mp3", "out", "out.wav.txt"})
+        expectRefused({"render", voice, folder.file(name)}, failed, "name ends in .wav");
+    for (const std::string depth : {"32", "64"})
+        expectRefused({"render", voice, folder.file("out.FLAC"), "--depth", depth}, failed,
+                      "can't hold " + depth + " bits");
+    writeSound(folder.file("nine.wav"), {48000, noiseChannels(9, 10, 2)});
+    expectRefused({"render", folder.file("nine.wav"), folder.file("out.flac")}, failed,
+                  "9 channels");
     expectRefused({"render", voice, out, "--save-state", folder.file("no/state")}, failed,
                   "no/state");
-    // More than 4 GiB, more than a double, and more bytes a second than the header can hold.
+    // More samples than can be counted, more than a double, and more bytes a second than the header
+    // can hold.
     for (const auto &[seconds, rate] :
-         {std::pair{"24500", "44100"}, {"1e300", "1e300"}, {"1e-12", "2e9"}})
+         {std::pair{"60000", "44100"}, {"1e300", "1e300"}, {"1e-12", "2e9"}})
         expectRefused({"tone", out, "--length", seconds, "--rate", rate}, failed,
-                      "more than a WAV file can hold");
+                      "more than a tone can have");
 }
 
 TEST_F(WrongUse, OfAnInputAsOutputLeavesTheInputWhole) {
@@ -83,17 +91,24 @@ TEST_F(WrongUse, OfAnInputAsOutputLeavesTheInputWhole) {
 }
 
 TEST_F(WrongUse, OfStageTextsIsNamedInOneLine) {
-    const std::pair<const char *, Words> cases[] = {{"no stage", {"GRANULAR 1 2", "filt 1 0"}},
-                                                    {"cut short", {"", "!", "FILT 0.5", "FILELDR"}},
-                                                    {"closing quote", {"FILELDR \"/room.wav"}},
-                                                    {"2 values", {"FILT 0.5 0.1 7"}},
-                                                    {"no number", {"FILT 0.5 nan"}},
-                                                    {"no whole number", {"CHANTOOL 0 1.5 0 1 0"}}};
+    const std::pair<const char *, Words> cases[] = {
+        {"no stage", {"GRANULAR 1 2", "filt 1 0"}},
+        {"cut short", {"", "!", "FILT 0.5", "FILELDR"}},
+        {"closing quote", {"FILELDR \"/room.wav"}},
+        {"2 values", {"FILT 0.5 0.1 7"}},
+        {"no number", {"FILT 0.5 nan"}},
+        {"no whole number", {"CHANTOOL 0 1.5 0 1 0"}},
+        {"lowpass takes Hz or kHz", {"FILT 5dB 0"}},
+        {"highpass takes Hz or kHz", {"FILT 1 5s"}},
+        {"takes dB", {"NORM 3Hz"}},
+        {"takes ms or s", {"VERBGEN 1kHz 1 1 50 50 1"}},
+        {"room size takes no unit", {"VERBGEN 0 1s 0dB 50dB 50 1"}},
+        {"takes no unit", {"BASICEDIT 0dB 0s 1s 2times 0 1 0", "CHANTOOL 0s 1 0 1 0"}},
+        {"no number", {"NORM infdB", "NORM 9000dB", "NORM -inf", "NORM 1,5dB"}}};
     for (const auto &[reason, texts] : cases)
         for (const std::string &text : texts)
             expectRefused({"impulse", out, "--stage", text}, failed, reason);
     expectRefused({"impulse", out}, failed, "empty");
-    expectRefused({"impulse", out, "--stage", "VERBGEN 0 0 1 50 50 1"}, failed, "empty");
 }
 
 TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
@@ -105,6 +120,8 @@ TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
         {"--dry", "1e9"},     {"--pre-verb", "3001"},
         {"--zl", "maybe"},    {"--ir"},
         {"--loud"},           {"third"},
+        {"--wet", "12"},      {"--into", ""},
+        {"--type", "flac"},   {"--true-stereo", "--channels", "2"},
     };
     for (const Words &words : wrong)
         expectRefused(Words{"render", voice, out} + words, wrongUsage, words[0]);
@@ -114,6 +131,7 @@ TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
     expectRefused({"impulse", out, "--rate", "0"}, wrongUsage, "--rate");
     expectRefused({"render", voice}, wrongUsage, "OUT");
     expectRefused({"sing"}, wrongUsage, "sing");
+    expectRefused({"help", "sing"}, wrongUsage, "sing");
     expectRefused({}, wrongUsage, "command");
 }
 

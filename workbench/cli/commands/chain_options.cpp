@@ -1,6 +1,6 @@
 #include "workbench/cli/commands/chain_options.h"
 
-#include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/commands/chain_warnings.h"
 #include "workbench/cli/commands/state_file.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
@@ -17,6 +17,9 @@ namespace {
 
 constexpr int resolvedSize = 2048;
 constexpr const char *impulseFolder = "impulses";
+
+/// What each of the two files of a true stereo response has.
+constexpr int sideChannels = 2;
 
 /// The path that a file loader will open for `path`.
 std::string resolved(const std::string &path) {
@@ -46,6 +49,13 @@ std::vector<std::string> chainTexts(Effect &effect) {
     return texts;
 }
 
+/// Appends a file loader whose path no line can hold.
+void appendThroughState(Effect &effect, const StageLine &line) {
+    std::vector<char> state = effect.chunk();
+    appendFileStage(state, line.file->path, line.file->flags, line.bypassed);
+    effect.setChunk(state);
+}
+
 } // namespace
 
 void ChainOptions::addTo(CLI::App &command) {
@@ -63,7 +73,8 @@ void ChainOptions::addTo(CLI::App &command) {
     fileOption = addRepeated("--ir", "FILE", "Load an impulse response from a media file");
     stageOption = addRepeated("--stage", "TEXT",
                               "Add a stage in its one-line text form, as tonvale stages lists "
-                              "them; \"!\" in front bypasses it, a key alone takes the defaults");
+                              "them; \"!\" in front bypasses it, a key alone takes the defaults, "
+                              "units are possible, as in \"FILT 5kHz 100Hz\"");
     command
         .add_option("--load-state", stateName,
                     "Start from a saved state; other chain options add to its chain")
@@ -76,7 +87,7 @@ void ChainOptions::readLines() {
     size_t stagesTaken = 0;
     for (const CLI::Option *option : app->parse_order()) {
         if (option == stageOption)
-            lines.push_back(stageOption->results().at(stagesTaken++));
+            lines.push_back(readStageLine(stageOption->results().at(stagesTaken++)));
         if (option != fileOption)
             continue;
         const std::string &name = fileOption->results().at(filesTaken++);
@@ -85,17 +96,18 @@ void ChainOptions::readLines() {
         // A state that is saved from this must find the file from any folder.
         std::error_code error;
         const auto path = std::filesystem::absolute(name, error);
-        lines.push_back(fileStageLine(error ? name : path.string()));
+        const int channel = isTrueStereo && filesTaken == 2 ? sideChannels : 0;
+        lines.push_back(fileStage(error ? name : path.string(), channel));
     }
 }
 
 void ChainOptions::check() {
     readLines();
-    for (const std::string &line : lines) {
-        const StageLine stage = readStageLine(line);
-        if (stage.path.empty() || stage.bypassed)
+    checkTrueStereo();
+    for (const StageLine &line : lines) {
+        if (!line.file || line.bypassed)
             continue;
-        const std::string path = resolved(stage.path);
+        const std::string path = resolved(line.file->path);
         openMedia(path);
         files.push_back(path);
     }
@@ -103,6 +115,20 @@ void ChainOptions::check() {
         first = files.front();
     if (!stateName.empty())
         state = readStateFile(stateName);
+}
+
+/// One file brings all four channels; of two each brings those of one side.
+void ChainOptions::checkTrueStereo() const {
+    const auto &names = fileOption->results();
+    if (!isTrueStereo || names.size() < 2)
+        return;
+    if (names.size() > 2)
+        throw Problem("--true-stereo takes one --ir with four channels, or two with two");
+    for (const std::string &name : names) {
+        if (openMedia(name)->GetNumChannels() != sideChannels)
+            throw Problem(name +
+                          ": --true-stereo takes two stereo files, or one with four channels");
+    }
 }
 
 void ChainOptions::refuseOverwritingBy(const std::string &output) const {
@@ -117,17 +143,26 @@ void ChainOptions::loadState(Effect &effect) {
         effect.setChunk(state);
 }
 
-void ChainOptions::loadStages(Effect &effect) const {
-    for (const std::string &line : lines) {
+void ChainOptions::loadStages(Effect &effect, const std::vector<std::string> &more) const {
+    const auto append = [&](const std::string &line) {
         if (!effect.appendStage(line))
             throw Problem("stage '" + line + "': the plug-in can't make it");
+    };
+    for (const StageLine &line : lines) {
+        if (line.file && !line.file->hasLine())
+            appendThroughState(effect, line);
+        else
+            append(plainLine(line, effect.sampleRate()));
     }
 
-    // The plug-in itself stays silent about a file of a saved state that has gone.
+    // Of a saved state the plug-in itself stays silent about a file that has gone.
     for (const std::string &text : chainTexts(effect)) {
+        warnOfStage(text);
         if (const std::string path = toldPath(text); !path.empty())
-            openMedia(resolved(path));
+            warnOfCutFile(path, *openMedia(resolved(path)), effect.sampleRate());
     }
+    for (const std::string &line : more)
+        append(line);
     effect.finishChainChange();
 }
 

@@ -10,6 +10,7 @@ void addRenderCommand(CLI::App &program);
 void addImpulseCommand(CLI::App &program);
 void addToneCommand(CLI::App &program);
 void addDeconvolveCommand(CLI::App &program);
+void addAnalyseCommand(CLI::App &program);
 void addStagesCommand(CLI::App &program);
 void addParametersCommand(CLI::App &program);
 

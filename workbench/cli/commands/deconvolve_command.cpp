@@ -1,10 +1,20 @@
 #include "host/host_object_ptr.h"
-#include "measure/deconvolver.h"
 #include "workbench/cli/commands/commands.h"
-#include "workbench/cli/commands/measuring_host.h"
+#include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/option_values.h"
+#include "workbench/cli/commands/progress_bar.h"
+#include "workbench/cli/measuring/division.h"
+#include "workbench/cli/measuring/drift.h"
+#include "workbench/cli/measuring/recording_check.h"
+#include "workbench/cli/measuring/response_edges.h"
+#include "workbench/cli/measuring/tone_match.h"
+#include "workbench/cli/problem.h"
+#include "workbench/cli/sound/sound_writer.h"
+#include "workbench/cli/sound/truncation.h"
+#include "workbench/cli/warnings.h"
 #include "workbench/services/media.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -15,6 +25,14 @@ namespace {
 
 constexpr double lowestFloor = -1000;
 constexpr double highestFloor = 1000;
+constexpr double usualFloor = -120;
+constexpr int uncutFloor = -150;
+constexpr double latestStart = 10000; // ms
+constexpr int progressSteps = 1000;
+constexpr int mostPasses = 3;
+constexpr double smallestDrift = 0.01; // ppm
+// By how much the exchanged division stands out more, dB.
+constexpr double clearlyMore = 6;
 
 void describe(const std::string &path) {
     const HostObjectPtr<MediaSource> source(createMediaSource(path.c_str()));
@@ -27,53 +45,172 @@ void describe(const std::string &path) {
     std::fflush(stdout);
 }
 
+MeasureProgress shownIn(ProgressBar &bar) {
+    return [&bar, shown = int64_t{0}](double fraction) mutable {
+        const auto reached = static_cast<int64_t>(fraction * progressSteps);
+        bar.advance(reached - shown);
+        shown = reached;
+        return true;
+    };
+}
+
 class DeconvolveCommand {
   public:
     explicit DeconvolveCommand(CLI::App &command) {
         command.add_option("RECORDING", recording, "The recording of the test tone")->required();
         command.add_option("TONE", tone, "The test tone that was played")->required();
-        command.add_option("OUT", output, "The WAV file to write")->required();
+        command.add_option("OUT", output, outputHelp)->required();
         addNumber(command, "--floor", floor, lowestFloor, highestFloor,
                   "Level below which the ends of the recording, the tone and the result are cut "
                   "off, -120 unless given; -150 or lower cuts nothing",
                   true)
             ->type_name("DB");
-        addDepth(command, depth);
+        command
+            .add_option("--drift", drift,
+                        "Mend clocks that run apart: PPM is above 0 where the recording has more "
+                        "samples than it should, or auto")
+            ->type_name("auto|PPM")
+            ->check([](const std::string &text) {
+                const auto value = numberIn(text);
+                const bool fits = text == "auto" || (value && std::fabs(*value) <= largestDrift);
+                return fits ? "" : "'" + text + "' is neither auto nor a number from -200 to 200";
+            });
+        command
+            .add_flag(
+                "--align{0}", align,
+                "Put the first direct sound at MS milliseconds, 0 unless given, and drop what "
+                "is before the start")
+            ->type_name("MS")
+            ->check([](const std::string &text) {
+                const auto value = numberIn(text);
+                const bool fits = value && *value >= 0.0 && *value <= latestStart;
+                return fits ? "" : "'" + text + "' is no number from 0 to 10000";
+            });
+        command.add_flag("--trim", isTrimmed,
+                         "End each channel where it sinks into the noise, with a fade");
+        format.addTo(command);
+        addStrict(command);
         command.footer("The tone is matched with the recording by where both rise above the floor, "
                        "so the time that a sound takes\nto the microphone isn't kept. Channel c of "
                        "the recording is divided by channel c of the tone, modulo its\ncount.");
     }
 
     void run() {
-        requireWaveName(output);
+        const SoundFormat chosen = format.formatOf(output);
         refuseOverwriting(output, recording);
         refuseOverwriting(output, tone);
-        DeconvolveSettings settings;
-        settings.noiseFloorDb = static_cast<int32_t>(floor.value_or(settings.noiseFloorDb));
-        settings.deconvolveBitDepth = std::stoi(depth);
-        MeasuringHost host(output, settings.deconvolveBitDepth);
-        describe(recording);
-        describe(tone);
+        OutputFile file(output);
+        for (const std::string &name : {recording, tone}) {
+            describe(name);
+            warnOfTruncation(name);
+        }
 
         const auto start = std::chrono::steady_clock::now();
-        MeasureOutcome outcome;
-        {
-            ProgressBar bar(MeasuringHost::progressSteps);
-            outcome = deconvolve(recording.c_str(), tone.c_str(), host.path().c_str(), settings,
-                                 host.progress(bar));
-        }
+        const MeasuredSound heard = loadSound(recording), played = loadSound(tone);
+        MeasuredSound response = divide(heard, played);
+        if (checkTone(heard, played, response))
+            checkRecording(heard, response, recording);
+        mendDrift(heard, played, response);
+        shape(response);
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-        if (outcome == MeasureOutcome::done)
-            std::printf("Took      %.3f s\n", taken.count());
-        host.finish(outcome, subjectOf(outcome), reasonOf(outcome));
+        std::printf("Took      %.3f s\n", taken.count());
+        write(response, file, chosen);
     }
 
   private:
     std::string recording;
     std::string tone;
     std::string output;
-    std::string depth = "32";
+    FormatOptions format;
     std::optional<double> floor;
+    std::string align;
+    std::string drift;
+    bool isTrimmed = false;
+
+    MeasuredSound divide(const MeasuredSound &heard, const MeasuredSound &played) const {
+        MeasuredSound response;
+        MeasureOutcome outcome;
+        {
+            ProgressBar bar(progressSteps);
+            outcome = divideSounds(heard, played, static_cast<int>(floor.value_or(usualFloor)),
+                                   shownIn(bar), response);
+        }
+        if (outcome != MeasureOutcome::done) {
+            const char *message = measureMessage(outcome);
+            throw Problem(subjectOf(outcome) + ": " + (message ? message : "nothing was written") +
+                          reasonOf(outcome));
+        }
+        return response;
+    }
+
+    /// Warns where the recording doesn't hold the tone. Answers false where the tone does so.
+    bool checkTone(const MeasuredSound &heard, const MeasuredSound &played,
+                   const MeasuredSound &response) const {
+        const size_t span = std::max(heard.length(), played.length());
+        const ToneMatch match = matchTone(response, span);
+        // A recording goes on behind its tone.
+        MeasuredSound reverse;
+        if (heard.length() <= played.length() &&
+            divideSounds(played, heard, uncutFloor, {}, reverse) == MeasureOutcome::done) {
+            const ToneMatch other = matchTone(reverse, span);
+            if (other.isResponse() && other.prominence > match.prominence + clearlyMore) {
+                warn(recording + " and " + tone + " seem to be exchanged: the recording comes " +
+                     "first");
+                return false;
+            }
+        }
+        if (!match.isResponse()) {
+            warn("there is no tone of " + tone + " in " + recording +
+                 ": nothing stands out of the noise as a room's response does");
+        }
+        return true;
+    }
+
+    /// Makes the response anew where clocks ran apart.
+    void mendDrift(const MeasuredSound &heard, const MeasuredSound &played,
+                   MeasuredSound &response) const {
+        if (drift.empty())
+            return;
+        if (const auto given = numberIn(drift)) {
+            response = divide(withoutDrift(heard, *given), played);
+            return;
+        }
+        // What is far apart is found less exactly, and better when most of it is mended.
+        double ppm = 0.0;
+        for (int pass = 0; pass < mostPasses; ++pass) {
+            const auto found = findDrift(response, played);
+            if (!found && pass == 0) {
+                warn(recording + ": no clear direct sound tells of a drift, so the recording is " +
+                     "left as it is");
+                return;
+            }
+            if (!found || std::fabs(*found) < smallestDrift)
+                break;
+            ppm = std::clamp(ppm + *found, -largestDrift, largestDrift);
+            response = divide(withoutDrift(heard, ppm), played);
+        }
+        std::printf("Drift %+.1f ppm\n", ppm);
+    }
+
+    void shape(MeasuredSound &response) const {
+        if (!align.empty() && !alignResponse(response, numberIn(align).value_or(0.0) / 1000.0))
+            warn(recording + ": no direct sound stands out, so nothing is aligned");
+        if (isTrimmed)
+            trimResponse(response);
+    }
+
+    static void write(const MeasuredSound &response, OutputFile &file, const SoundFormat &format) {
+        SoundShape shape = shapeOf(response.rate, static_cast<int>(response.channels.size()));
+        shape.frames = static_cast<int64_t>(response.length());
+        std::vector<const double *> planes;
+        for (const auto &samples : response.channels)
+            planes.push_back(samples.data());
+        SoundWriter writer(file, format, shape);
+        writer.write(planes.data(), static_cast<int>(response.length()), 0);
+        writer.finish();
+        file.commit();
+        writer.report();
+    }
 
     /// Why a file can't be opened, in brackets.
     std::string reasonOf(MeasureOutcome outcome) const {

@@ -1,5 +1,7 @@
 #include "workbench/cli/commands/chain_options.h"
+#include "workbench/cli/commands/chain_warnings.h"
 #include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/option_values.h"
 #include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/output_file.h"
@@ -7,6 +9,7 @@
 #include "workbench/cli/sound/impulse_response.h"
 #include "workbench/cli/sound/sound_reader.h"
 #include "workbench/cli/sound/sound_writer.h"
+#include "workbench/cli/warnings.h"
 
 #include <memory>
 
@@ -21,11 +24,12 @@ constexpr double mostRate = 1e7;
 class ImpulseCommand {
   public:
     explicit ImpulseCommand(CLI::App &command) {
-        command.add_option("OUT", output, "The WAV file to write")->required();
+        command.add_option("OUT", output, outputHelp)->required();
         addNumber(command, "--rate", rate, leastRate, mostRate,
                   "Sample rate; unless given, that of the first file in the chain, else 44100")
             ->type_name("HZ");
-        addDepth(command, depth);
+        format.addTo(command);
+        addStrict(command);
         chain.addTo(command);
         command.footer("The response is what the plug-in answers to a unit impulse. It keeps "
                        "responses in single precision and\nconvolves long ones by FFT, so there "
@@ -33,7 +37,7 @@ class ImpulseCommand {
     }
 
     void run() {
-        requireWaveName(output);
+        const SoundFormat chosen = format.formatOf(output);
         chain.check();
         chain.refuseOverwritingBy(output);
         OutputFile file(output);
@@ -45,11 +49,12 @@ class ImpulseCommand {
         if (effect.stageCount() == 0)
             throw Problem("the chain is empty: --ir, --stage or --load-state fills it");
         printChain(effect);
-        if (responseIsEmpty(effect))
-            throw Problem("the chain makes an empty impulse response");
+        const bool isEmpty = warnOfEmptyChain(effect);
         const int channels = responseChannels(effect);
-        const int64_t frames = effect.tailFrames();
-        SoundWriter writer(output, file, channels, effect.sampleRate(), std::stoi(depth));
+        const int64_t frames = isEmpty ? 0 : effect.tailFrames();
+        SoundShape shape = shapeOf(effect.sampleRate(), channels);
+        shape.frames = frames;
+        SoundWriter writer(file, chosen, shape);
         {
             ProgressBar bar(frames);
             captureResponse(effect, channels, frames, [&](double **planes, int count, int offset) {
@@ -58,12 +63,13 @@ class ImpulseCommand {
             });
         }
         writer.finish();
+        file.commit();
         writer.report();
     }
 
   private:
     std::string output;
-    std::string depth = "32";
+    FormatOptions format;
     std::optional<double> rate;
     ChainOptions chain;
 

@@ -31,9 +31,10 @@ class WriterSink final : public MediaSink {
 
 } // namespace
 
-MeasuringHost::MeasuringHost(const std::string &outputName, int bits)
-    : name(outputName)
-    , depth(bits)
+MeasuringHost::MeasuringHost(const std::string &outputName, const SoundFormat &soundFormat,
+                             std::optional<int64_t> frames)
+    : format(soundFormat)
+    , frameCount(frames)
     , file(outputName) {
     if (!loadHostFunctions(hostCallback))
         throw Problem("this host lacks a function that measuring needs");
@@ -47,8 +48,9 @@ MeasuringHost::~MeasuringHost() {
 
 MediaSink *MeasuringHost::createSink(const char *, const void *, int, int channels, int rate, int) {
     try {
-        present->writer = std::make_unique<SoundWriter>(present->name, present->file, channels,
-                                                        rate, present->depth);
+        SoundShape shape = shapeOf(rate, channels);
+        shape.frames = present->frameCount;
+        present->writer = std::make_unique<SoundWriter>(present->file, present->format, shape);
     } catch (const Problem &) {
         return nullptr;
     }
@@ -64,13 +66,13 @@ MeasureProgress MeasuringHost::progress(ProgressBar &bar) const {
     };
 }
 
-void MeasuringHost::finish(MeasureOutcome outcome, const std::string &subject,
-                           const std::string &reason) {
+void MeasuringHost::finish(MeasureOutcome outcome, const std::string &subject) {
     if (outcome != MeasureOutcome::done || !writer) {
         const char *message = measureMessage(outcome);
-        throw Problem(subject + ": " + (message ? message : "nothing was written") + reason);
+        throw Problem(subject + ": " + (message ? message : "nothing was written"));
     }
     writer->finish();
+    file.commit();
     writer->report();
 }
 

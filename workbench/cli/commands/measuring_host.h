@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/host_objects.h"
 #include "measure/measure_outcome.h"
 #include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/output_file.h"
@@ -16,9 +17,10 @@ namespace tonvale::workbench {
 /// be told. One at a time.
 class MeasuringHost {
   public:
-    /// The file to come is called `outputName` and is written with `depth` bits. Throws Problem
-    /// where no such file may be made.
-    MeasuringHost(const std::string &outputName, int depth);
+    /// The file to come is called `outputName` and has `frames` frames, where that is known. Throws
+    /// Problem where no such file may be made.
+    MeasuringHost(const std::string &outputName, const SoundFormat &format,
+                  std::optional<int64_t> frames = std::nullopt);
     ~MeasuringHost();
     MeasuringHost(const MeasuringHost &) = delete;
     MeasuringHost &operator=(const MeasuringHost &) = delete;
@@ -30,16 +32,15 @@ class MeasuringHost {
     static constexpr int progressSteps = 1000;
 
     /// Completes the file after a run that ended with `outcome`, and prints what was written.
-    /// Throws Problem when the run failed, about `subject`, the files that such a failure is about,
-    /// with `reason` behind the message.
-    void finish(MeasureOutcome outcome, const std::string &subject, const std::string &reason = "");
+    /// Throws Problem when the run failed, about `subject`, the file that such a failure is about.
+    void finish(MeasureOutcome outcome, const std::string &subject);
 
   private:
     static MediaSink *createSink(const char *path, const void *format, int formatSize, int channels,
                                  int rate, int zero);
 
-    std::string name;
-    int depth;
+    SoundFormat format;
+    std::optional<int64_t> frameCount;
     OutputFile file;
     std::unique_ptr<SoundWriter> writer;
 };

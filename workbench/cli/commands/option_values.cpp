@@ -56,13 +56,4 @@ CLI::Option *addPositive(CLI::App &command, const std::string &name, double &pla
     return command.add_option_function<std::string>(name, take, help);
 }
 
-void addDepth(CLI::App &command, std::string &place) {
-    command
-        .add_option("--depth", place,
-                    "Bits of a written sample: 16 or 24 (PCM), 32 or 64 (floating point)")
-        ->type_name("BITS")
-        ->check(CLI::IsMember({"16", "24", "32", "64"}).description(""))
-        ->capture_default_str();
-}
-
 } // namespace tonvale::workbench

@@ -19,7 +19,4 @@ CLI::Option *addNumber(CLI::App &command, const std::string &name, std::optional
 CLI::Option *addPositive(CLI::App &command, const std::string &name, double &place,
                          const std::string &help);
 
-/// Adds --depth: the bits of a written sample.
-void addDepth(CLI::App &command, std::string &place);
-
 } // namespace tonvale::workbench

@@ -3,6 +3,8 @@
 #include "chain/decibels.h"
 #include "workbench/cli/commands/option_values.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 namespace tonvale::workbench {
@@ -19,17 +21,18 @@ struct Setting {
     double low; ///< plain values that the option takes
     double high;
     const char *help;
+    bool isEngine = false; ///< how the plug-in convolves, which isn't heard
 };
 
 constexpr Setting settings[] = {
-    {0, "--wet", "DB", Law::decibels, -150, 60, "Level of the reverberated signal, or -inf"},
-    {1, "--dry", "DB", Law::decibels, -150, 60, "Level of the untreated signal, or -inf"},
+    {0, "--wet", "DB", Law::decibels, -150, 6, "Level of the reverberated signal, or -inf"},
+    {1, "--dry", "DB", Law::decibels, -150, 6, "Level of the untreated signal, or -inf"},
     {2, "--pre-verb", "MS", Law::linear, 0, 3000, "How far the wet signal leads the dry one"},
     {4, "--width", "W", Law::linear, -1, 1, "Stereo width at the input: 1 as it is, 0 mono"},
     {5, "--pan", "P", Law::linear, -1, 1, "Balance of the wet signal, -1 is left"},
-    {3, "--max-fft", "N", Law::linear, 32, 16384, "Largest FFT of the engines"},
-    {6, "--zl", "on|off", Law::toggle, 0, 1, "Zero latency mode"},
-    {7, "--ll", "on|off", Law::toggle, 0, 1, "Low latency mode: a thread for the late part"},
+    {3, "--max-fft", "N", Law::linear, 32, 16384, "Largest FFT of the engines", true},
+    {6, "--zl", "on|off", Law::toggle, 0, 1, "Zero latency mode", true},
+    {7, "--ll", "on|off", Law::toggle, 0, 1, "Low latency mode: a thread for the late part", true},
 };
 
 double normalised(const Setting &setting, double plain) {
@@ -56,6 +59,8 @@ std::optional<double> settingValue(const Setting &setting, const std::string &te
 std::string expectation(const Setting &setting) {
     if (setting.law == Law::toggle)
         return "neither on nor off";
+    if (setting.law == Law::decibels)
+        return "no level from -inf to +" + std::to_string(static_cast<int>(setting.high)) + " dB";
     return "no number from " + std::to_string(static_cast<int>(setting.low)) + " to " +
            std::to_string(static_cast<int>(setting.high));
 }
@@ -81,6 +86,12 @@ void SettingsOptions::addTo(CLI::App &command) {
 void SettingsOptions::applyTo(Effect &effect) const {
     for (const auto &[parameter, value] : given)
         effect.setParameter(parameter, value);
+}
+
+bool SettingsOptions::choosesEngine() const {
+    return std::any_of(std::begin(settings), std::end(settings), [this](const Setting &setting) {
+        return setting.isEngine && given.contains(setting.parameter);
+    });
 }
 
 std::string settingsText(Effect &effect) {

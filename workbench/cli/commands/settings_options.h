@@ -17,6 +17,8 @@ class SettingsOptions {
     void addTo(CLI::App &command);
 
     void applyTo(Effect &effect) const;
+    /// Whether one was given that says how the plug-in convolves, not how it sounds.
+    bool choosesEngine() const;
 
   private:
     std::map<int, double> given; ///< normalised values by parameter index

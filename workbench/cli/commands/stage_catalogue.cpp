@@ -1,71 +1,74 @@
 #include "workbench/cli/commands/stage_catalogue.h"
 
-#include "workbench/cli/commands/option_values.h"
 #include "workbench/cli/problem.h"
 
+#include <algorithm>
 #include <cmath>
-#include <limits>
-#include <vector>
+#include <cstdio>
 
 namespace tonvale::workbench {
 
 namespace {
 
-constexpr const char *factor = "factor, 1 is 0 dB";
-constexpr const char *channelNumber = "from 0";
+constexpr auto count = StageQuantity::count;
+constexpr auto number = StageQuantity::number;
+constexpr auto level = StageQuantity::level;
+constexpr auto time = StageQuantity::time;
+constexpr auto frequency = StageQuantity::frequency;
+
+/// The factor of +12 dB, with what the plug-in's own texts of six decimals add to it.
+constexpr double mostLevel = 3.9810722;
 
 constexpr StageValue channelToolValues[] = {
-    {"source", channelNumber, "0 to 127"},
-    {"destination", channelNumber, "0 to 127"},
-    {"action", "0 swap, 1 copy, 2 add to, 3 subtract from, 4 convolve", "0 to 4"},
-    {"count", "channels", "1 to 128"},
-    {"total", "channels, 0 is automatic", "0 to 128"},
+    {"source", count, "from 0", 0, 127},
+    {"destination", count, "from 0", 0, 127},
+    {"action", count, "0 swap, 1 copy, 2 add to, 3 subtract from, 4 convolve", 0, 4},
+    {"count", count, "channels", 1, 128},
+    {"total", count, "channels, 0 is automatic", 0, 128},
 };
 constexpr StageValue echoValues[] = {
-    {"start position", "ms", "0 to 10000"},
-    {"length", "ms", "0 to 10000"},
-    {"echo spacing", "ms", "1 to 1000"},
-    {"start volume", factor, ""},
-    {"end volume", factor, ""},
-    {"error spacing", "ms", "0 to 100"},
-    {"error distribution", "", "0 to 1"},
+    {"start position", time, "", 0, 10000},   {"length", time, "", 0, 10000},
+    {"echo spacing", time, "", 1, 1000},      {"start volume", level, "", 0, mostLevel},
+    {"end volume", level, "", 0, mostLevel},  {"error spacing", time, "", 0, 100},
+    {"error distribution", number, "", 0, 1},
 };
 constexpr StageValue fileValues[] = {
-    {"path", "in quotes", ""},
-    {"flags", "1 mix to mono, 62 gain mode (60 normal, 56 -18 dB), 256 x first channel", ""},
+    {"path", StageQuantity::text, "in quotes"},
+    {"flags", count, "1 mix to mono, 62 gain mode (60 normal, 56 -18 dB), 256 x first channel"},
 };
 constexpr StageValue filterValues[] = {
-    {"lowpass", "of half the sample rate", "0 to 1"},
-    {"highpass", "of half the sample rate", "0 to 1"},
+    {"lowpass", frequency, "", 0, 1},
+    {"highpass", frequency, "", 0, 1},
 };
 constexpr StageValue normalizeValues[] = {
-    {"peak volume", factor, ""},
+    {"peak volume", level, "", 0, mostLevel},
 };
 constexpr StageValue reverbValues[] = {
-    {"initial delay", "ms", "0 to 10000"},
-    {"length", "ms", "0 to 10000"},
-    {"volume", factor, ""},
-    {"room size", "", "30 to 98"},
-    {"dampening", "", "0 to 100"},
-    {"stereo width", "", "-1 to 1"},
+    {"initial delay", time, "", 0, 10000}, {"length", time, "", 0, 10000},
+    {"volume", level, "", 0, mostLevel},   {"room size", number, "", 30, 98},
+    {"dampening", number, "", 0, 100},     {"stereo width", number, "", -1, 1},
 };
 constexpr StageValue reverseValues[] = {
-    {"reverse mix", factor, ""},
-    {"dry mix", factor, ""},
-    {"channel", "from 1, 0 is all", "0 to 129"},
+    {"reverse mix", level, "", 0, mostLevel},
+    {"dry mix", level, "", 0, mostLevel},
+    {"channel", number, "from 1, 0 is all", 0, 129},
 };
 constexpr StageValue editValues[] = {
-    {"gain", factor, ""},
-    {"start position", "ms", "0 to 20000"},
-    {"maximum length", "ms", "1 to 20000"},
-    {"stretch", "times", "0.1 to 10"},
-    {"pre-silence", "ms", "0 to 20000"},
-    {"width", "", "-2 to 2"},
-    {"pan", "", "-1 to 1"},
+    {"gain", level, "", 0, mostLevel},
+    {"start position", time, "", 0, 20000},
+    {"maximum length", time, "", 1, 20000},
+    {"stretch", number, "times", 0.1, 10},
+    {"pre-silence", time, "", 0, 20000},
+    {"width", number, "", -2, 2},
+    {"pan", number, "", -1, 1},
 };
 
 constexpr std::string_view fileKey = "FILELDR";
-constexpr std::string_view channelToolKey = "CHANTOOL";
+// A file as it is; its first response channel counts in the upper bits.
+constexpr int usualFileFlags = 60;
+constexpr int channelFlag = 256;
+// Flags don't depend on it.
+constexpr double anyRate = 44100;
 
 constexpr StageKind kinds[] = {
     {"CHANTOOL", "Channel Tool", channelToolValues},
@@ -93,17 +96,11 @@ std::string_view takeWord(std::string_view &rest) {
     throw Problem("stage '" + line + "': " + reason);
 }
 
-void requireNumber(const std::string &line, std::string_view word, const char *name, bool whole) {
-    const auto value = numberIn(std::string(word));
-    if (!value)
-        refuse(line, std::string(name) + " is no number: '" + std::string(word) + "'");
-    constexpr double most = std::numeric_limits<int>::max();
-    if (whole && (*value != std::floor(*value) || std::fabs(*value) > most))
-        refuse(line, std::string(name) + " is no whole number: '" + std::string(word) + "'");
+StageNumber readNumber(const std::string &line, std::string_view word, const StageValue &value) {
+    return {std::string(word), value.quantity, "stage '" + line + "': " + value.name};
 }
 
-/// Reads a file loader's path and checks its flags.
-std::string readFile(const std::string &line, std::string_view rest) {
+StageFile readFile(const std::string &line, std::string_view rest) {
     rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
     if (rest.empty())
         refuse(line, "stage text cut short: the path is missing");
@@ -111,38 +108,44 @@ std::string readFile(const std::string &line, std::string_view rest) {
     const bool quoted = quote == '"' || quote == '\'';
     if (quoted)
         rest.remove_prefix(1);
-    const size_t length = rest.find(quoted ? quote : ' ');
+    const size_t length = quoted ? rest.rfind(quote) : rest.find(' ');
     if (quoted && length == std::string_view::npos)
         refuse(line, "stage text cut short: the closing quote is missing");
-    std::string path(rest.substr(0, length));
-    if (path.empty())
+    StageFile file{std::string(rest.substr(0, length)), usualFileFlags};
+    if (file.path.empty())
         refuse(line, "the path is empty");
     rest.remove_prefix(length == std::string_view::npos ? rest.size() : length + 1);
     const std::string_view flags = takeWord(rest);
     if (!flags.empty())
-        requireNumber(line, flags, "flags", true);
+        file.flags = static_cast<int>(readNumber(line, flags, fileValues[1]).at(anyRate));
     if (!takeWord(rest).empty())
         refuse(line, "there is more behind the flags");
-    return path;
+    return file;
 }
 
-void checkNumbers(const std::string &line, const StageKind &kind, std::string_view rest) {
+std::vector<StageNumber> readNumbers(const std::string &line, const StageKind &kind,
+                                     std::string_view rest) {
     std::vector<std::string_view> words;
     for (std::string_view word = takeWord(rest); !word.empty(); word = takeWord(rest))
         words.push_back(word);
+    std::vector<StageNumber> numbers;
     if (words.empty())
-        return;
-    const auto wanted = std::to_string(kind.values.size());
-    if (words.size() < kind.values.size()) {
-        refuse(line, "stage text cut short: " + std::string(kind.key) + " has " + wanted +
+        return numbers;
+    const size_t wanted = kind.values.size();
+    if (words.size() != wanted) {
+        const char *cut = words.size() < wanted ? "stage text cut short: " : "";
+        refuse(line, cut + std::string(kind.key) + " has " + std::to_string(wanted) +
                          " values and got " + std::to_string(words.size()));
     }
-    if (words.size() > kind.values.size()) {
-        refuse(line, std::string(kind.key) + " has " + wanted + " values and got " +
-                         std::to_string(words.size()));
-    }
-    for (size_t i = 0; i < words.size(); ++i)
-        requireNumber(line, words[i], kind.values[i].name, kind.key == channelToolKey);
+    for (size_t i = 0; i < wanted; ++i)
+        numbers.push_back(readNumber(line, words[i], kind.values[i]));
+    return numbers;
+}
+
+std::string shortNumber(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
 }
 
 } // namespace
@@ -159,6 +162,14 @@ const StageKind *findStageKind(std::string_view key) {
     return nullptr;
 }
 
+std::string rangeText(const StageValue &value) {
+    if (value.quantity == StageQuantity::level)
+        return "-inf to +12 dB";
+    if (!std::isfinite(value.least))
+        return "";
+    return shortNumber(value.least) + " to " + shortNumber(value.most);
+}
+
 StageLine readStageLine(const std::string &line) {
     std::string_view rest = line;
     std::string_view key = takeWord(rest);
@@ -171,17 +182,28 @@ StageLine readStageLine(const std::string &line) {
     if (!kind)
         refuse(line, "there is no stage '" + std::string(key) + "'; tonvale stages lists them");
     if (kind->key == fileKey)
-        return {kind, bypassed, readFile(line, rest)};
-    checkNumbers(line, *kind, rest);
-    return {kind, bypassed, {}};
+        return {.kind = kind, .bypassed = bypassed, .file = readFile(line, rest)};
+    return {.kind = kind, .bypassed = bypassed, .numbers = readNumbers(line, *kind, rest)};
 }
 
-std::string fileStageLine(const std::string &path) {
-    if (path.find('"') == std::string::npos)
-        return "FILELDR \"" + path + "\" 60";
-    if (path.find('\'') == std::string::npos)
-        return "FILELDR '" + path + "' 60";
-    throw Problem(path + ": a name with both kinds of quotes can't be loaded");
+StageLine fileStage(const std::string &path, int firstChannel) {
+    return {.kind = findStageKind(fileKey),
+            .bypassed = false,
+            .file = StageFile{path, usualFileFlags + channelFlag * firstChannel}};
+}
+
+std::string plainLine(const StageLine &line, double rate) {
+    std::string text = (line.bypassed ? "!" : "") + std::string(line.kind->key);
+    for (const StageNumber &value : line.numbers)
+        text += " " + plainNumber(value.at(rate));
+    if (!line.file)
+        return text;
+    const char quote = line.file->path.find('"') == std::string::npos ? '"' : '\'';
+    return text + " " + quote + line.file->path + quote + " " + std::to_string(line.file->flags);
+}
+
+bool StageFile::hasLine() const {
+    return path.find('"') == std::string::npos || path.find('\'') == std::string::npos;
 }
 
 } // namespace tonvale::workbench

@@ -22,6 +22,25 @@ std::vector<std::string> defaults(const std::string &text) {
     return values;
 }
 
+struct QuantityText {
+    StageQuantity quantity;
+    const char *text;
+};
+
+constexpr QuantityText quantityTexts[] = {
+    {StageQuantity::level, "factor (1 is 0 dB), or dB"},
+    {StageQuantity::time, "ms, or s"},
+    {StageQuantity::frequency, "of half the sample rate, or Hz, kHz"},
+};
+
+const char *unitText(const StageValue &value) {
+    for (const auto &[quantity, text] : quantityTexts) {
+        if (quantity == value.quantity)
+            return text;
+    }
+    return value.meaning;
+}
+
 void printStage(const StageKind &kind, const std::vector<std::string> &values) {
     std::printf("%-10s  %s\n", kind.key, kind.name);
     for (size_t i = 0; i < kind.values.size(); ++i) {
@@ -31,9 +50,9 @@ void printStage(const StageKind &kind, const std::vector<std::string> &values) {
         line.resize(std::max<size_t>(line.size(), 24), ' ');
         line += start;
         line.resize(std::max<size_t>(line.size(), 40), ' ');
-        line += value.range;
-        line.resize(std::max<size_t>(line.size(), 54), ' ');
-        line += value.unit;
+        line += rangeText(value);
+        line.resize(std::max<size_t>(line.size(), 56), ' ');
+        line += unitText(value);
         line.erase(line.find_last_not_of(' ') + 1);
         std::printf("%s\n", line.c_str());
     }
@@ -43,10 +62,12 @@ void printStage(const StageKind &kind, const std::vector<std::string> &values) {
 void listStages() {
     Effect effect(anyRate);
     std::printf(
-        "A stage's text is its key and then its values in this order, with blanks between.\n"
+        "A stage's text is its key and then its values in this order, with blanks between. A unit\n"
+        "stands directly behind its number, as in 'FILT 5kHz 100Hz'; a number alone counts what\n"
+        "the list names first.\n"
         "\n"
         "KEY         NAME\n"
-        "    VALUE               DEFAULT         RANGE         UNIT\n\n");
+        "    VALUE               DEFAULT         RANGE           UNIT\n\n");
     for (const StageKind &kind : stageKinds()) {
         const int place = effect.stageCount();
         if (!effect.appendStage(kind.key))

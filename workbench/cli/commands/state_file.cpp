@@ -77,6 +77,21 @@ std::optional<std::vector<bool>> bypassedStages(const std::vector<char> &state) 
     return bypassed;
 }
 
+void appendFileStage(std::vector<char> &state, const std::string &path, int flags, bool bypassed) {
+    const auto addNumber = [&](int32_t number) {
+        char bytes[bytesPerNumber];
+        std::memcpy(bytes, &number, sizeof bytes);
+        state.insert(state.end(), bytes, bytes + sizeof bytes);
+    };
+    const auto addText = [&](const std::string &text) {
+        state.insert(state.end(), text.c_str(), text.c_str() + text.size() + 1);
+    };
+    addText(bypassed ? "!FILELDR" : "FILELDR");
+    addNumber(static_cast<int32_t>(bytesPerNumber + path.size() + 1));
+    addNumber(flags);
+    addText(path);
+}
+
 std::vector<char> readStateFile(const std::string &path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error))

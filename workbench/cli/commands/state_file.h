@@ -10,6 +10,9 @@ namespace tonvale::workbench {
 /// state of the plug-in, of its present or an older form.
 std::optional<std::vector<bool>> bypassedStages(const std::vector<char> &state);
 
+/// Appends a file loader to a state of the plug-in's present form.
+void appendFileStage(std::vector<char> &state, const std::string &path, int flags, bool bypassed);
+
 /// Reads a file that --save-state or another host wrote. Throws Problem when it can't be read or
 /// can't be a state.
 std::vector<char> readStateFile(const std::string &path);

@@ -1,5 +1,6 @@
 #include "measure/test_tone.h"
 #include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/measuring_host.h"
 #include "workbench/cli/commands/option_values.h"
 #include "workbench/cli/problem.h"
@@ -11,13 +12,14 @@ namespace tonvale::workbench {
 
 namespace {
 
-// A WAV file counts bytes in 32 bits, those of a second too; some are left for its header.
-constexpr double largestFile = 4294967295.0 - 65536.0;
+constexpr double mostFrames = 2147483647.0;
+// Headers count the bytes of a second in 32 bits.
+constexpr double mostBytesASecond = 4294967295.0;
 
 class ToneCommand {
   public:
     explicit ToneCommand(CLI::App &command) {
-        command.add_option("OUT", output, "The WAV file to write")->required();
+        command.add_option("OUT", output, outputHelp)->required();
         addPositive(command, "--length", settings.toneLengthSeconds, "Length of the tone")
             ->type_name("SECONDS")
             ->default_str("4");
@@ -25,7 +27,7 @@ class ToneCommand {
                     "Sample rate; the file's header holds whole Hz, the tone has the exact rate")
             ->type_name("HZ")
             ->default_str("44100");
-        addDepth(command, depth);
+        format.addTo(command);
         command.footer(
             "The tone is a full-scale sine that sweeps from 20 Hz to half the sample rate. Play it "
             "through a room\nor a device, record that, and let tonvale deconvolve make an impulse "
@@ -33,10 +35,10 @@ class ToneCommand {
     }
 
     void run() {
-        requireWaveName(output);
+        const SoundFormat chosen = format.formatOf(output);
+        settings.toneBitDepth = chosen.depth;
         refuseTooLarge();
-        settings.toneBitDepth = std::stoi(depth);
-        MeasuringHost host(output, settings.toneBitDepth);
+        MeasuringHost host(output, chosen, testToneLength(settings));
         MeasureOutcome outcome;
         {
             ProgressBar bar(MeasuringHost::progressSteps);
@@ -47,19 +49,17 @@ class ToneCommand {
 
   private:
     std::string output;
-    std::string depth = "32";
+    FormatOptions format;
     TestToneSettings settings;
 
     void refuseTooLarge() const {
         const double seconds = settings.toneLengthSeconds;
         const double rate = settings.toneSampleRate;
-        const double sampleBytes = std::stod(depth) / 8.0;
-        if (seconds * rate * sampleBytes <= largestFile && rate * sampleBytes <= largestFile)
+        if (seconds * rate <= mostFrames && rate * settings.toneBitDepth / 8.0 <= mostBytesASecond)
             return;
         char reason[160];
-        std::snprintf(reason, sizeof reason,
-                      ": %g s at %g Hz and %s bits are more than a WAV file can hold", seconds,
-                      rate, depth.c_str());
+        std::snprintf(reason, sizeof reason, ": %g s at %g Hz are more than a tone can have",
+                      seconds, rate);
         throw Problem(output + reason);
     }
 };

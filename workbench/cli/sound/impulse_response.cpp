@@ -65,7 +65,6 @@ int period(const std::vector<std::vector<double>> &channels, int least) {
 void copyChain(Effect &effect, Effect &probe) {
     std::vector<char> state = effect.chunk();
     probe.setChunk(state);
-    soloResponse(probe);
 }
 
 } // namespace
@@ -77,7 +76,9 @@ int responseChannels(Effect &effect) {
 
     Effect probe(effect.sampleRate());
     copyChain(effect, probe);
+    // Cut before it is soloed, which may load the engines anew.
     markChannels(probe);
+    soloResponse(probe);
     std::vector<std::vector<double>> heard(channelLimit);
     const auto keep = [&](double **planes, int frames, int offset) {
         for (size_t c = 0; c < heard.size(); ++c)
@@ -93,6 +94,7 @@ bool responseIsEmpty(Effect &effect) {
     // The same silence twice in front makes nothing twice as long, but not one sample.
     Effect probe(effect.sampleRate());
     copyChain(effect, probe);
+    soloResponse(probe);
     char silence[128];
     std::snprintf(silence, sizeof silence, "BASICEDIT 1 0 20000000 1 %.6f 1 0",
                   emptinessSilence * 1000.0 / probe.sampleRate());

@@ -1,6 +1,7 @@
 #include "workbench/cli/sound/sound_reader.h"
 
 #include "workbench/cli/problem.h"
+#include "workbench/cli/sound/truncation.h"
 #include "workbench/services/media.h"
 
 #include <algorithm>
@@ -27,6 +28,7 @@ HostObjectPtr<MediaSource> openMedia(const std::string &path) {
         throw Problem(path + ": " + mediaProblem(path.c_str()));
     if (!(framesOf(*source) >= 1.0))
         throw Problem(path + ": holds no samples");
+    warnOfTruncation(path);
     return source;
 }
 

@@ -2,11 +2,8 @@
 
 #include "chain/decibels.h"
 #include "convolution/containers/bounded_integer.h"
-#include "workbench/cli/problem.h"
-#include "workbench/services/media.h"
-#include "workbench/services/media_types.h"
+#include "workbench/cli/warnings.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -14,8 +11,6 @@
 namespace tonvale::workbench {
 
 namespace {
-
-constexpr int deepestPcm = 24;
 
 std::string formatted(const char *format, double value) {
     char text[64];
@@ -32,79 +27,49 @@ std::string levelText(double peak) {
 
 } // namespace
 
-void requireWaveName(const std::string &name) {
-    std::string extension = std::filesystem::path(name).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(), [](unsigned char c) {
-        return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    });
-    if (extension.size() < 2 || extension == ".wav" || extension == ".wave")
-        return;
-    if (isMediaExtension(extension.c_str() + 1, 0))
-        throw Problem(name + ": only WAV files are written, so the name should end in .wav");
-}
+SoundWriter::SoundWriter(OutputFile &outputFile, const SoundFormat &soundFormat,
+                         const SoundShape &soundShape)
+    : file(outputFile)
+    , format(soundFormat)
+    , shape(soundShape)
+    , coder(format, shape.channels)
+    , container(makeSoundContainer(format, shape, file)) {}
 
-SoundWriter::SoundWriter(const std::string &fileName, OutputFile &outputFile, int channels,
-                         double sampleRate, int bits)
-    : name(fileName)
-    , file(outputFile)
-    , channelCount(channels)
-    , rate(boundedInteger(std::round(sampleRate), 1, std::numeric_limits<int>::max()))
-    , depth(bits) {
-    WaveFormatBlock format;
-    format.bitDepth = static_cast<uint8_t>(depth);
-    sink.reset(createMediaSink(file.temporaryPath().c_str(), &format, sizeof format, channelCount,
-                               rate, 0));
-    if (!sink)
-        throw Problem(name + ": can't be written as a WAV file");
-}
-
-void SoundWriter::write(double **planes, int frames, int offset, int spacing) {
-    measure(planes, frames, offset, spacing);
-    sink->WriteDoubles(planes, frames, channelCount, offset, spacing);
+void SoundWriter::write(const double *const *planes, int frames, int offset, int spacing) {
+    container->write(coder.code(planes, frames, offset, spacing), frames);
     frameCount += frames;
-    if (mediaSinkFailed(sink.get()))
-        throw Problem(name + ": writing failed, the disk may be full");
 }
 
 void SoundWriter::finish() {
-    sink.reset();
-    file.commit();
-}
-
-void SoundWriter::measure(double *const *planes, int frames, int offset, int spacing) {
-    for (int c = 0; c < channelCount; ++c) {
-        const double *sample = planes[c] + offset;
-        for (int i = 0; i < frames; ++i, sample += spacing) {
-            const double size = std::fabs(*sample);
-            if (size <= std::numeric_limits<double>::max()) {
-                peak = std::max(peak, size);
-            } else {
-                sawNonFinite = true;
-            }
-        }
+    container->finish();
+    if (coder.sawNonFinite())
+        warn(file.shownName() + " holds samples that are no finite numbers");
+    if (!format.isFloat() && coder.peak() > 1.0) {
+        warn(file.shownName() + " is clipped: its peak is " + levelText(coder.peak()) + " and " +
+             std::to_string(format.depth) + " bits hold 0 dBFS");
     }
 }
 
 void SoundWriter::report() const {
-    std::printf("Wrote     %s: %s, %d-bit%s, peak %s\n", name.c_str(),
-                soundShape(rate, channelCount, frameCount).c_str(), depth,
-                depth > deepestPcm ? " float" : "", levelText(peak).c_str());
+    std::printf("Wrote     %s: %s, %d-bit%s, peak %s\n", file.shownName().c_str(),
+                soundShape(shape.rate, shape.channels, frameCount).c_str(), format.depth,
+                format.isFloat() ? " float" : "", levelText(coder.peak()).c_str());
     std::fflush(stdout);
-    if (sawNonFinite) {
-        std::fprintf(stderr, "tonvale: warning: %s holds samples that are no finite numbers\n",
-                     name.c_str());
-    }
-    if (depth <= deepestPcm && peak > 1.0) {
-        std::fprintf(stderr,
-                     "tonvale: warning: %s is clipped: its peak is %s and %d bits hold 0 dBFS\n",
-                     name.c_str(), levelText(peak).c_str(), depth);
-    }
 }
 
-std::string soundShape(double sampleRate, int channels, int64_t frames) {
-    return formatted("%.10g Hz, ", sampleRate) + std::to_string(channels) +
-           (channels == 1 ? " channel, " : " channels, ") +
-           formatted("%.3f s", static_cast<double>(frames) / sampleRate);
+SoundShape shapeOf(double sampleRate, int channels) {
+    SoundShape shape;
+    shape.channels = channels;
+    shape.rate = boundedInteger(std::round(sampleRate), 1, std::numeric_limits<int>::max());
+    return shape;
+}
+
+std::string soundShape(double sampleRate, int channels, std::optional<int64_t> frames) {
+    std::string text = formatted("%.10g Hz, ", sampleRate) + std::to_string(channels) +
+                       (channels == 1 ? " channel" : " channels");
+    if (frames)
+        text += formatted(", %.3f s", static_cast<double>(*frames) / sampleRate);
+    return text;
 }
 
 } // namespace tonvale::workbench
