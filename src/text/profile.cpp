@@ -83,7 +83,6 @@ std::string_view unquoted(std::string_view text) {
 /// Where a key stands in the bytes of a file, or is to be put.
 struct Entry {
     bool hasSection = false;
-    bool isThere = false;
     size_t begin, end; ///< of its line with the break, or the place for one
     std::string_view text{};
 };
@@ -94,15 +93,17 @@ Entry findEntry(std::string_view bytes, const std::string &section, const std::s
     for (size_t at = bytes.starts_with(narrowMark) ? narrowMark.size() : 0; at < bytes.size();) {
         const size_t end = std::min(bytes.find('\n', at), bytes.size() - 1) + 1;
         const std::string_view line = trimmed(bytes.substr(at, end - at));
-        const size_t equals = line.find('=');
-        if (line.starts_with('[')) {
+        // A line without the sign is a key too, and has no text.
+        const size_t equals = std::min(line.find('='), line.size());
+        const size_t bracket = line.starts_with('[') ? line.find(']') : line.npos;
+        if (bracket != line.npos) {
             if (isInside)
                 return entry;
-            isInside = isSame(trimmed(line.substr(1, line.find(']') - 1)), section);
+            isInside = isSame(trimmed(line.substr(1, bracket - 1)), section);
             entry.hasSection |= isInside;
-        } else if (isInside && equals != line.npos &&
-                   isSame(trimmed(line.substr(0, equals)), key)) {
-            return {true, true, at, end, unquoted(trimmed(line.substr(equals + 1)))};
+        } else if (isInside && isSame(trimmed(line.substr(0, equals)), key)) {
+            const std::string_view text = line.substr(std::min(equals + 1, line.size()));
+            return {true, at, end, unquoted(trimmed(text))};
         }
         // A new line goes below the last one of the section that isn't empty.
         if (isInside && !line.empty())

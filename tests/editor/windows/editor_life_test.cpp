@@ -92,6 +92,27 @@ TEST(Editor, IsTheOnlyChildOfItsWindowAndGoneWhenClosed) {
     EXPECT_EQ(editor.driver.dispatch(effEditOpen), 0) << "there is no window to open in";
 }
 
+TEST(Editor, OpensWholeOrNotAtAllWhereMemoryIsShort) {
+    EditorWindow editor(0, false);
+    editor.driver.setChain({"NORM 0.5"});
+    forEachRefusedRequest(300, [&](const Refusal &refusal) {
+        intptr_t opened = 0;
+        {
+            const AllocationLimit limit(refusal);
+            opened = editor.driver.dispatch(effEditOpen, 0, 0, editor.host());
+        }
+        EXPECT_EQ(childrenOf(editor.host()), opened);
+        EXPECT_EQ(editor.dialog() != nullptr, opened == 1);
+        if (opened == 0) {
+            EXPECT_EQ(editor.stage(), nullptr);
+            EXPECT_EQ(editor.plugin.editor.currentStage, nullptr);
+        }
+        editor.close();
+    });
+    EXPECT_TRUE(editor.open());
+    EXPECT_EQ(windowText(peakEdit(editor)), "-6.0");
+}
+
 TEST(Editor, LeavesTheMessageQueueEmptyWhileNothingHappens) {
     EditorWindow editor;
     editor.driver.setChain({"ECHOGEN", "NORM 0.5"});

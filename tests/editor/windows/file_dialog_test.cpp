@@ -296,4 +296,32 @@ TEST_F(FileDialog, LoadsWhatIsDeconvolved) {
     EXPECT_EQ(chain(), line(response));
 }
 
+TEST_F(FileDialog, GivesTheDeconvolversOfTwoEditorsTheirOwnFiles) {
+    open(folder.file(greek));
+    EditorWindow other(1, false);
+    other.driver.setChain({chain()});
+    other.open();
+    for (const auto &[name, sample] : {std::pair("half.wav", 0.5), std::pair("whole.wav", 1.0)})
+        writeWave(folder.file(name), {sample});
+    HWND waiting = nullptr;
+    answerBoxes({{"Open file to be deconvolved:", choose("half.wav")},
+                 {"Open test tone used:",
+                  [&](HWND box) {
+                      waiting = box;
+                      click(GetDlgItem(other.stage(), FILE_DECONVOLVE));
+                  }},
+                 {"Open file to be deconvolved:", choose("whole.wav")},
+                 {"Open test tone used:", choose("whole.wav")},
+                 {"Save impulse response as:", choose("same.wav")},
+                 {"Open test tone used:", choose("whole.wav")},
+                 {"Save impulse response as:", choose("halved.wav")}});
+    whenTold(audioMasterAutomate, [&] { SetForegroundWindow(waiting); });
+    click(inStage(FILE_DECONVOLVE));
+    serve();
+    EXPECT_EQ(other.chain().at(0), line(folder.file("same.wav")));
+    EXPECT_EQ(chain(), line(folder.file("halved.wav")));
+    EXPECT_NEAR(editor.plugin.impulse.getChannel(0)[0], 0.5, 0.01);
+    EXPECT_NEAR(other.plugin.impulse.getChannel(0)[0], 1.0, 0.01);
+}
+
 } // namespace tonvale::test

@@ -23,11 +23,20 @@ struct Typed {
     double value;
 };
 
-void PrintTo(const Typed &typed, std::ostream *out) {
-    *out << '"' << typed.text << "\" in " << typed.edit;
-}
-
-class TypedValue : public testing::TestWithParam<Typed> {};
+const Typed typedValues[] = {
+    {0, MAIN_WET_EDIT, MAIN_WET_FADER, "-6.5", decibelsToFactor(-6.5)},
+    {0, MAIN_WET_EDIT, MAIN_WET_FADER, "12", decibelsToFactor(12)},
+    {0, MAIN_WET_EDIT, MAIN_WET_FADER, "9999", 0x1.fffffep127},
+    {1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "-INF", 0.0},
+    {1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "loud", 1.0},
+    {1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "-i", 0.0},
+    {1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "nan", 1.0},
+    {2, MAIN_PREVERB_EDIT, MAIN_PREVERB_FADER, "120", 120.0 / 3000},
+    {2, MAIN_PREVERB_EDIT, MAIN_PREVERB_FADER, "1e9", 1.0},
+    {4, MAIN_WIDTH_EDIT, MAIN_WIDTH_FADER, "0.25", 0.625},
+    {5, MAIN_PAN_EDIT, MAIN_PAN_FADER, "-7", 0.0},
+    {5, MAIN_PAN_EDIT, MAIN_PAN_FADER, "inf", 1.0},
+};
 
 bool isChecked(HWND box) {
     return SendMessageW(box, BM_GETCHECK, 0, 0) == BST_CHECKED;
@@ -49,41 +58,28 @@ std::vector<std::pair<int32_t, int32_t>> course(const std::vector<HostNote> &not
 
 } // namespace
 
-TEST_P(TypedValue, IsStoredAsTypedMovesTheFaderAndIsOneGestureOfTheHost) {
-    const auto &[row, edit, fader, text, value] = GetParam();
+TEST(TypedValue, IsStoredAsTypedMovesTheFaderAndIsOneGestureOfTheHost) {
     EditorWindow editor;
-    editor.takeNotes();
-    typeInto(editor.control(edit), text);
-    EXPECT_NEAR(editor.plugin.params[row], value, 1e-12);
-    EXPECT_EQ(editor.text(edit), text);
-    EXPECT_EQ(faderPosition(editor.control(fader)),
-              std::clamp(ParameterLaw().positionOf(row, value), 0, 1000));
-    auto notes = editor.takeNotes();
-    ASSERT_FALSE(notes.empty());
-    EXPECT_EQ(notes.front(), began(row));
-    EXPECT_EQ(notes.back(), changed(row, value));
+    for (const auto &[row, edit, fader, text, value] : typedValues) {
+        SCOPED_TRACE(text);
+        editor.takeNotes();
+        typeInto(editor.control(edit), text);
+        EXPECT_NEAR(editor.plugin.params[row], value, 1e-12);
+        EXPECT_EQ(editor.text(edit), text);
+        EXPECT_EQ(faderPosition(editor.control(fader)),
+                  std::clamp(ParameterLaw().positionOf(row, value), 0, 1000));
+        const auto notes = editor.takeNotes();
+        ASSERT_FALSE(notes.empty());
+        EXPECT_EQ(notes.front(), began(row));
+        EXPECT_EQ(notes.back(), changed(row, value));
 
-    serve(300);
-    EXPECT_TRUE(editor.takeNotes().empty()) << "the gesture lasts as long as the focus";
-    pressKey(VK_TAB);
-    serve(300);
-    EXPECT_EQ(editor.takeNotes(), std::vector{ended(row)});
+        serve(300);
+        EXPECT_TRUE(editor.takeNotes().empty()) << "the gesture lasts as long as the focus";
+        pressKey(VK_TAB);
+        serve(300);
+        EXPECT_EQ(editor.takeNotes(), std::vector{ended(row)});
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    All, TypedValue,
-    testing::Values(Typed{0, MAIN_WET_EDIT, MAIN_WET_FADER, "-6.5", decibelsToFactor(-6.5)},
-                    Typed{0, MAIN_WET_EDIT, MAIN_WET_FADER, "12", decibelsToFactor(12)},
-                    Typed{1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "-INF", 0.0},
-                    Typed{1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "-i", 0.0},
-                    Typed{1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "loud", 1.0},
-                    Typed{1, MAIN_DRY_EDIT, MAIN_DRY_FADER, "nan", 1.0},
-                    Typed{0, MAIN_WET_EDIT, MAIN_WET_FADER, "9999", 0x1.fffffep127},
-                    Typed{5, MAIN_PAN_EDIT, MAIN_PAN_FADER, "inf", 1.0},
-                    Typed{2, MAIN_PREVERB_EDIT, MAIN_PREVERB_FADER, "120", 120.0 / 3000},
-                    Typed{2, MAIN_PREVERB_EDIT, MAIN_PREVERB_FADER, "1e9", 1.0},
-                    Typed{4, MAIN_WIDTH_EDIT, MAIN_WIDTH_FADER, "0.25", 0.625},
-                    Typed{5, MAIN_PAN_EDIT, MAIN_PAN_FADER, "-7", 0.0}));
 
 TEST(Fader, DraggedChangesItsValueAndTextAndEndsWithTheButton) {
     EditorWindow editor;
@@ -213,27 +209,44 @@ TEST(Controls, FollowTheHostWithinATick) {
 
 TEST(Names, AreSpokenWhileTheEditorIsOpen) {
     static std::map<HWND, std::string> spoken;
-    loadTestHost();
-    const auto before = hostFunctions.SetWindowAccessibilityString;
     EditorWindow editor(0, false);
-    hostFunctions.SetWindowAccessibilityString = [](HWND window, const char *text, int) {
-        spoken[window] = text ? text : "";
-        return true;
-    };
-    editor.open();
-    const std::map<int, std::string> expected{
-        {MAIN_WET_EDIT, "Wet (dB)"},
-        {MAIN_PREVERB_EDIT, "Pre-verb (ms)"},
-        {MAIN_PAN_EDIT, "Pan"},
-        {MAIN_STAGE_LIST, "Impulse response loaders/modifiers"},
-        {MAIN_ADD, "Add impulse response loader/modifier"},
-        {MAIN_REMOVE, "Remove selected impulse response loader/modifier"},
-        {MAIN_ZERO_LATENCY, "Zero latency mode"},
-        {MAIN_LOW_LATENCY, "Low Latency (CPU offload) mode"}};
-    for (const auto &[id, name] : expected)
-        EXPECT_EQ(spoken[editor.control(id)], name);
-    editor.close();
-    for (const auto &[window, name] : spoken)
-        EXPECT_EQ(name, "");
+    const auto before = std::exchange(hostFunctions.SetWindowAccessibilityString,
+                                      [](HWND window, const char *text, int) {
+                                          spoken[window] = text ? text : "";
+                                          return true;
+                                      });
+    using Names = std::map<int, std::string>;
+    const Names ofEditor{{MAIN_WET_EDIT, "Wet (dB)"},
+                         {MAIN_PREVERB_EDIT, "Pre-verb (ms)"},
+                         {MAIN_PAN_EDIT, "Pan"},
+                         {MAIN_STAGE_LIST, "Impulse response loaders/modifiers"},
+                         {MAIN_ADD, "Add impulse response loader/modifier"},
+                         {MAIN_REMOVE, "Remove selected impulse response loader/modifier"},
+                         {MAIN_ZERO_LATENCY, "Zero latency mode"},
+                         {MAIN_LOW_LATENCY, "Low Latency (CPU offload) mode"}};
+    const std::map<std::string, Names> ofStages{
+        {"CHANTOOL",
+         {{CHANNEL_SOURCE, "Source channel"},
+          {CHANNEL_COUNT, "Channel count"},
+          {CHANNEL_ACTION, "Channel action"},
+          {CHANNEL_DESTINATION, "Destination channel"},
+          {CHANNEL_TOTAL, "Total channel count"}}},
+        {"FILELDR",
+         {{FILE_LIST, "File list"},
+          {FILE_GAIN, "Gain adjustment"},
+          {FILE_OFFSET, "Destination channel offset"}}},
+        {"FILT", {{FILTER_LOWPASS_EDIT, "Low Pass"}, {FILTER_HIGHPASS_EDIT, "High Pass"}}},
+        {"NORM", {{NORMALIZE_PEAK_EDIT, "Peak volume (dB)"}}}};
+    for (const auto &[key, ofStage] : ofStages) {
+        editor.driver.setChain({key});
+        editor.open();
+        for (const auto &[id, name] : ofEditor)
+            EXPECT_EQ(spoken[editor.control(id)], name);
+        for (const auto &[id, name] : ofStage)
+            EXPECT_EQ(spoken[GetDlgItem(editor.stage(), id)], name);
+        editor.close();
+        for (const auto &[window, name] : spoken)
+            EXPECT_EQ(name, "");
+    }
     hostFunctions.SetWindowAccessibilityString = before;
 }

@@ -86,6 +86,24 @@ TEST(Add, PutsThePickedStageLastAndOnShow) {
     EXPECT_TRUE(editor.takeNotes().empty());
 }
 
+TEST(StageOnShow, IsOneWhereTheHostMovesTheFocusWhileItsDialogIsMade) {
+    static HWND list;
+    EditorWindow editor;
+    editor.driver.setChain(fourStages);
+    serve();
+    list = editor.control(MAIN_STAGE_LIST);
+    const auto before =
+        std::exchange(hostFunctions.SetWindowAccessibilityString, [](HWND, const char *, int) {
+            if (const HWND moved = std::exchange(list, nullptr))
+                ListView_SetItemState(moved, 2, LVIS_FOCUSED, LVIS_FOCUSED);
+            return true;
+        });
+    click(editor.nameOf(0));
+    hostFunctions.SetWindowAccessibilityString = before;
+    EXPECT_EQ(list, nullptr);
+    EXPECT_TRUE(showsStage(editor, 2));
+}
+
 TEST(Remove, TakesAllSelectedStagesAndSelectsNoOther) {
     EditorWindow editor;
     editor.driver.setChain(fourStages);
@@ -172,7 +190,7 @@ TEST(Drop, AddsOrReusesAFileStageAndTakesMediaAlone) {
 
     EditorWindow editor;
     editor.takeNotes();
-    editor.drop({"C:\\notes.txt", "C:\\folder.wav\\plain", greek});
+    editor.drop({"C:\\notes.txt", "C:\\" + std::string(2000, 'a'), "C:\\folder.wav\\plain", greek});
     EXPECT_EQ(editor.chain(), Lines{lineOf(greek)});
     EXPECT_TRUE(showsStage(editor, 0));
     EXPECT_GT(editor.plugin.impulseLength, 1000);

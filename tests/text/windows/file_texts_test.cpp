@@ -8,12 +8,10 @@
 #include "text/window_text.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <dlgs.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <shlobj.h>
 
 namespace tonvale {
 namespace {
@@ -24,6 +22,11 @@ class FileTexts : public testing::Test {
     const std::string name = "Ωμέγα 日本語";
     const std::string place = folder.file(name);
 };
+
+std::string bytesOf(const std::string &file) {
+    std::ifstream in(filePath(file), std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
 
 /// What the user does in a chooser, from its hook.
 struct Typing {
@@ -84,38 +87,48 @@ TEST_F(FileTexts, StandInProfilesAsTheBytesThatTheyAre) {
     const std::string file = folder.file("日本.ini");
     writeProfileText(file, "Ω", "other", "1");
     writeProfileText(file, "Ω", "lastdir", place);
+    writeProfileText(file, "Ω", "other", std::string(5000, 'x'));
     EXPECT_EQ(readProfileText(file, "Ω", "lastdir"), place);
     EXPECT_EQ(readProfileText(file, "Ω", "none"), "");
-    std::ifstream in(filePath(file), std::ios::binary);
-    const std::string bytes(std::istreambuf_iterator<char>(in), {});
-    EXPECT_EQ(bytes, "[Ω]\r\nother=1\r\nlastdir=" + place + "\r\n");
-    writeProfileText(file, "Ω", "other", std::string(5000, 'x'));
     EXPECT_EQ(readProfileText(file, "Ω", "other"), std::string(1023, 'x'));
+    writeProfileText(file, "Ω", "other", "");
+    EXPECT_EQ(bytesOf(file), "[Ω]\r\nother=\r\nlastdir=" + place + "\r\n");
+
+    std::ofstream(filePath(folder.file("wide.ini")), std::ios::binary) << "\xff\xfe";
+    writeProfileText(folder.file("wide.ini"), "Ω", "lastdir", place);
+    EXPECT_EQ(readProfileText(folder.file("wide.ini"), "Ω", "lastdir"), place);
+    EXPECT_NE(bytesOf(folder.file("wide.ini")).find(std::string("t\0d", 3)), std::string::npos);
 }
 
-TEST_F(FileTexts, AreWhatWasDropped) {
-    const std::vector<std::string> dropped = {place, "C:\\" + std::string(2000, 'a') + "é.wav"};
-    std::wstring list;
-    for (const std::string &path : dropped)
-        list += wideText(path) + L'\0';
-    const HGLOBAL block = GlobalAlloc(GHND, sizeof(DROPFILES) + 2 * list.size() + 2);
-    auto *drop = static_cast<DROPFILES *>(GlobalLock(block));
-    drop->pFiles = sizeof *drop;
-    drop->fWide = TRUE;
-    std::memcpy(drop + 1, list.data(), 2 * list.size());
-    GlobalUnlock(block);
-    EXPECT_EQ(droppedNames(static_cast<HDROP>(block)), dropped);
-    DragFinish(static_cast<HDROP>(block));
-}
-
-TEST_F(FileTexts, TellAndSetTheCurrentDirectory) {
-    const std::string before = currentDirectory();
-    std::filesystem::create_directory(filePath(place));
-    setCurrentDirectory(place);
-    EXPECT_EQ(currentDirectory(), place);
-    setCurrentDirectory(folder.file("none"));
-    EXPECT_EQ(currentDirectory(), place);
-    setCurrentDirectory(before);
+TEST_F(FileTexts, AreFoundInProfilesAndPutThereAsTheSystemDoes) {
+    const char *const profiles[] = {
+        "",
+        "[a]",
+        "[a]\nkey=1",
+        "key=0\r\n[A]\r\n KEY = \" 1 \" \r\nkey=2\r\n\r\n[b]\r\nkey=3",
+        "[b]\nkey=3\n\n[ a ]\n;key=4\nkey2=5\n\n\n[c]\nkey=6\n",
+        "[b]\n[a\nkey='x\n[a]\nkey=9\n",
+        "[a]\n=1\nkey\nkey =\n",
+    };
+    const std::string own = folder.file("own.ini"), systems = folder.file("systems.ini");
+    const auto systemReads = [](const std::string &file) {
+        char text[100];
+        GetPrivateProfileStringA("a", "key", "", text, sizeof text, file.c_str());
+        return std::string(text);
+    };
+    for (const std::string profile : profiles) {
+        for (const std::string &file : {own, systems})
+            std::ofstream(file, std::ios::binary) << profile;
+        EXPECT_EQ(readProfileText(own, "a", "key"), systemReads(systems)) << profile;
+        writeProfileText(own, "a", "key", "new");
+        WritePrivateProfileStringA("a", "key", "new", systems.c_str());
+        EXPECT_EQ(readProfileText(systems, "a", "key"), "new") << profile;
+        EXPECT_EQ(systemReads(own), "new") << profile;
+        for (const char *section : {"b", "c"})
+            EXPECT_EQ(readProfileText(own, section, "key"),
+                      readProfileText(systems, section, "key"))
+                << profile;
+    }
 }
 
 TEST_F(FileTexts, ListAFolderWhoseNameIsInTheCodePage) {
