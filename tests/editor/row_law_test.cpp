@@ -28,12 +28,7 @@ TEST(ParameterLaw, PutsPositionsOnTheCurvesOfTheTable) {
     EXPECT_GT(law.positionOf(paramPan, 3.0), 1000);
     EXPECT_EQ(law.positionOf(paramPreverb, -0.5), 0);
     EXPECT_EQ(law.positionOf(paramPan, HUGE_VAL), INT32_MAX);
-}
-
-TEST(ParameterLaw, HasTheDefaultsOfTheTable) {
-    const ParameterLaw law;
     EXPECT_EQ(law.defaultPosition(paramWet), decibelDefaultPosition);
-    EXPECT_EQ(law.defaultPosition(paramPreverb), 0);
     EXPECT_EQ(law.defaultPosition(paramWidth), 1000);
     EXPECT_EQ(law.defaultPosition(paramPan), 500);
 }
