@@ -20,6 +20,10 @@ struct Likeness {
     size_t responses;
     bool zl, ll;
     uint32_t announced;
+
+    friend void PrintTo(const Likeness &like, std::ostream *out) {
+        *out << like.plugin << ", " << like.announced << " frames";
+    }
 };
 
 class Lv2Sound : public testing::TestWithParam<Likeness> {};

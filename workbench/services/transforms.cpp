@@ -9,7 +9,6 @@
 #include <mutex>
 #include <numbers>
 #include <utility>
-#include <vector>
 
 namespace tonvale::workbench {
 
@@ -41,44 +40,51 @@ const TransformKernel &kernelFor(Instructions allowed) {
     return baselineTransform;
 }
 
-/// Process-wide: written by prepareTransforms under its lock, read-only once `ready` is set. The
-/// tables live as long as the process, since a transform may be running on any thread to its end.
-struct Transforms {
-    std::vector<double> factorsBySize[32];
-    TransformFactors factors{};
-    /// The tables for all counts of pairs: that for m of them begins at entry m.
-    std::vector<int> permutations;
-    std::atomic<const TransformKernel *> kernel{&kernelFor(Instructions::best)};
-    std::atomic<bool> ready = false;
-};
-
-Transforms &transforms() {
-    static auto *instance = new Transforms;
-    return *instance;
+/// How many powers of each factor the table of a size holds.
+constexpr int powersFor(int n) {
+    return n >= TransformFactors::squaringSize ? 1 : 3;
 }
 
-std::vector<double> makeFactors(int n) {
-    std::vector<double> factors;
-    const int powers = n >= TransformFactors::squaringSize ? 1 : 3;
+constexpr size_t countFactors() {
+    size_t count = 0;
+    for (int n = smallestKernelSize; n <= largestSize; n *= 2)
+        count += static_cast<size_t>(n / 2 * powersFor(n));
+    return count;
+}
+
+/// Process-wide: written by prepareTransforms under its lock, read-only once `ready` is set. The
+/// tables are part of the image: a transform may be running on any thread to the end of the
+/// process, and an image that is unloaded takes them along.
+struct Tables {
+    alignas(64) double factorsOfAllSizes[countFactors()];
+    TransformFactors factors;
+    /// The tables for all counts of pairs: that for m of them begins at entry m.
+    int permutations[2 * largestPairs];
+    std::atomic<bool> ready;
+};
+
+Tables tables;
+
+std::atomic<const TransformKernel *> chosenKernel{&kernelFor(Instructions::best)};
+
+/// Answers where the factors of n end.
+double *writeFactors(double *factors, int n) {
     for (int i = 0; i < n / 4; i += 2)
-        for (int power = 1; power <= powers; ++power)
+        for (int power = 1; power <= powersFor(n); ++power)
             for (int neighbour = 0; neighbour < 2; ++neighbour) {
                 const auto [re, im] = circlePoint(power * (i + neighbour), n);
-                factors.push_back(re);
-                factors.push_back(im);
+                *factors++ = re;
+                *factors++ = im;
             }
     return factors;
 }
 
 /// Bins of `points` points in bit-reversed order.
-void appendPermutation(std::vector<int> &tables, int points) {
-    const size_t begin = tables.size();
-    tables.push_back(0);
-    for (int half = points / 2; half >= 1; half /= 2) {
-        const size_t known = tables.size() - begin;
-        for (size_t k = 0; k < known; ++k)
-            tables.push_back(tables[begin + k] + half);
-    }
+void writePermutation(int *table, int points) {
+    int known = 1;
+    table[0] = 0;
+    for (int half = points / 2; half >= 1; half /= 2, known *= 2)
+        std::transform(table, table + known, table + known, [half](int bin) { return bin + half; });
 }
 
 /// Below 16 points: radix 2, with the bins where the larger transforms have them.
@@ -113,11 +119,11 @@ void transformFew(double *points, int n, bool isInverse) {
     }
 }
 
-void execute(const Transforms &all, double *points, int n, bool isInverse) {
+void execute(double *points, int n, bool isInverse) {
     if (n < smallestKernelSize)
         return transformFew(points, n, isInverse);
-    const TransformKernel &kernel = *all.kernel.load(std::memory_order_relaxed);
-    (isInverse ? kernel.inverse : kernel.forward)(points, n, all.factors);
+    const TransformKernel &kernel = *chosenKernel.load(std::memory_order_relaxed);
+    (isInverse ? kernel.inverse : kernel.forward)(points, n, tables.factors);
 }
 
 /// Turns the spectrum Z of the complex signal x[2k] + i x[2k + 1], m points, into the spectrum X of
@@ -146,46 +152,41 @@ void separate(double *z, int m, const int *place) {
 
 void prepareTransforms() {
     static std::mutex lock;
-    Transforms &all = transforms();
     std::scoped_lock scope(lock);
-    if (all.ready.load(std::memory_order_acquire))
+    if (tables.ready.load(std::memory_order_acquire))
         return;
+    double *factors = tables.factorsOfAllSizes;
     for (int n = smallestKernelSize; n <= largestSize; n *= 2) {
-        const auto bits = static_cast<size_t>(std::countr_zero(static_cast<unsigned>(n)));
-        all.factorsBySize[bits] = makeFactors(n);
-        all.factors.bySize[bits] = all.factorsBySize[bits].data();
+        tables.factors.bySize[std::countr_zero(static_cast<unsigned>(n))] = factors;
+        factors = writeFactors(factors, n);
     }
-    all.permutations.push_back(0);
     for (int pairs = 1; pairs <= largestPairs; pairs *= 2)
-        appendPermutation(all.permutations, pairs);
-    all.ready.store(true, std::memory_order_release);
+        writePermutation(tables.permutations + pairs, pairs);
+    tables.ready.store(true, std::memory_order_release);
 }
 
 void fft(double *points, int n, int inverse) {
-    const Transforms &all = transforms();
-    if (points && isPowerOfTwo(n, 2, largestSize) && all.ready.load(std::memory_order_acquire))
-        execute(all, points, n, inverse != 0);
+    if (points && isPowerOfTwo(n, 2, largestSize) && tables.ready.load(std::memory_order_acquire))
+        execute(points, n, inverse != 0);
 }
 
 void fftReal(double *values, int n, int inverse) {
-    const Transforms &all = transforms();
     if (!values || inverse || !isPowerOfTwo(n, 2 * smallestPairs, largestPairs) ||
-        !all.ready.load(std::memory_order_acquire))
+        !tables.ready.load(std::memory_order_acquire))
         return;
-    execute(all, values, n / 2, false);
+    execute(values, n / 2, false);
     separate(values, n / 2, fftPermutation(n / 2));
 }
 
 const int *fftPermutation(int pairs) {
-    const Transforms &all = transforms();
     if (!isPowerOfTwo(pairs, smallestPairs, largestPairs) ||
-        !all.ready.load(std::memory_order_acquire))
+        !tables.ready.load(std::memory_order_acquire))
         return nullptr;
-    return all.permutations.data() + pairs;
+    return tables.permutations + pairs;
 }
 
 void restrictTransforms(Instructions allowed) {
-    transforms().kernel = &kernelFor(allowed);
+    chosenKernel = &kernelFor(allowed);
 }
 
 } // namespace tonvale::workbench
