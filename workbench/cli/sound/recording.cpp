@@ -21,6 +21,42 @@ bool isPlausible(const SF_INFO &info) {
            info.channels >= 1;
 }
 
+sf_count_t readFrames(SNDFILE *file, short *to, sf_count_t frames) {
+    return sf_readf_short(file, to, frames);
+}
+sf_count_t readFrames(SNDFILE *file, double *to, sf_count_t frames) {
+    return sf_readf_double(file, to, frames);
+}
+
+double sampleOf(short number) {
+    return number * 0x1p-15;
+}
+double sampleOf(double number) {
+    return std::isfinite(number) ? number : 0.0;
+}
+
+/// Reads up to `count` frames by way of `interleaved`, writes each channel's samples into its plane
+/// and answers how many there were.
+template <class Number>
+int readApart(SNDFILE *file, std::vector<Number> &interleaved, size_t width, double *const *planes,
+              int count) {
+    interleaved.resize(static_cast<size_t>(count) * width);
+    int got = 0;
+    while (got < count) {
+        Number *to = interleaved.data() + static_cast<size_t>(got) * width;
+        const sf_count_t more = readFrames(file, to, count - got);
+        if (more <= 0)
+            break;
+        got += static_cast<int>(more);
+    }
+    for (size_t c = 0; c < width; ++c) {
+        const Number *from = interleaved.data() + c;
+        for (int i = 0; i < got; ++i, from += width)
+            planes[c][i] = sampleOf(*from);
+    }
+    return got;
+}
+
 } // namespace
 
 Recording::Recording(const std::string &path)
@@ -74,6 +110,7 @@ void Recording::takeOver(SNDFILE *opened, const SF_INFO &info) {
     channelCount = info.channels;
     rate = info.samplerate;
     promised = info.frames;
+    hasShorts = (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16;
     speakerMask = toldSpeakers(file.get(), channelCount);
 }
 
@@ -81,20 +118,9 @@ int Recording::read(double *const *planes, int count) {
     const int64_t left = promised ? *promised - position : count;
     const auto wanted = static_cast<int>(std::min<int64_t>(left, count));
     const auto width = static_cast<size_t>(channelCount);
-    interleaved.resize(static_cast<size_t>(count) * width);
-    int got = 0;
-    while (got < wanted) {
-        const sf_count_t more = sf_readf_double(
-            file.get(), interleaved.data() + static_cast<size_t>(got) * width, wanted - got);
-        if (more <= 0)
-            break;
-        got += static_cast<int>(more);
-    }
-    for (size_t c = 0; c < width; ++c) {
-        const double *from = interleaved.data() + c;
-        for (int i = 0; i < got; ++i, from += width)
-            planes[c][i] = std::isfinite(*from) ? *from : 0.0;
-    }
+    // What has 16 bits needs no way through the library's own doubles.
+    const int got = hasShorts ? readApart(file.get(), shorts, width, planes, wanted)
+                              : readApart(file.get(), doubles, width, planes, wanted);
     position += got;
     if (got < wanted && promised)
         warnTruncated(name);

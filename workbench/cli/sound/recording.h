@@ -40,8 +40,10 @@ class Recording {
     double rate = 0.0;
     uint32_t speakerMask = 0;
     std::optional<int64_t> promised;
-    int64_t position = 0; ///< frames
-    std::vector<double> interleaved;
+    int64_t position = 0;      ///< frames
+    bool hasShorts = false;    ///< 16 bits a sample
+    std::vector<short> shorts; ///< interleaved, as are the others
+    std::vector<double> doubles;
 
     void open(const std::string &path);
     void openStandardInput();
