@@ -84,6 +84,26 @@ TEST(Lv2State, TellsTheLastWishInEqualBytes) {
     lilv_state_free(again);
 }
 
+TEST(Lv2State, RestoredTwiceWithinAFadeIsTheLastOne) {
+    Lv2Host host("stereo"), other("stereo");
+    host.activate();
+    host.load("NORM 0.25");
+    host.silence(64);
+    for (const char *chain : {"VERBGEN\nNORM 0.1", "VERBGEN\nNORM 0.2"}) {
+        other.load(chain);
+        LilvState *state = other.saved();
+        host.restore(state, true);
+        lilv_state_free(state);
+        host.work();
+        host.silence(64);
+    }
+    host.silence(4096, 2);
+    host.work();
+    host.silence(4096, 2);
+    EXPECT_EQ(host.told().texts["chain"], other.told().texts["chain"]);
+    EXPECT_NEAR(host.told().numbers["peak"], -13.98, 0.1);
+}
+
 TEST(Lv2State, OfAChunkAloneGivesTheSameSound) {
     Lv2Host host("stereo"), other("stereo"), third("stereo");
     host.activate();
