@@ -18,7 +18,7 @@
 #include <vector>
 
 // Processor time of LV2 convolvers on one response, of all threads of the process together: the
-// rows of a table on standard output. lv2_convolvers RESPONSE
+// rows of a table in a file, since some talk on standard output. lv2_convolvers RESPONSE TABLE
 
 namespace {
 
@@ -28,24 +28,31 @@ constexpr uint32_t messageRoom = 1 << 17;
 struct Peer {
     const char *name;
     const char *uri;
-    std::vector<std::string> files; ///< properties that take the response
+    const char *file; ///< the property that takes the response
     std::vector<std::pair<std::string, float>> settings;
+    bool takesStates = false; ///< answers messages with an error, but loads the file of a state
 };
 
 const Peer peers[] = {
-    {"Tonvale, ZL, LL", "urn:tonvale:stereo", {"urn:tonvale:response"}, {{"dry", -60}}},
-    {"Tonvale, ZL", "urn:tonvale:stereo", {"urn:tonvale:response"}, {{"dry", -60}, {"ll", 0}}},
+    {"Tonvale, ZL, LL", "urn:tonvale:stereo", "urn:tonvale:response", {{"dry", -60}}},
+    {"Tonvale, ZL", "urn:tonvale:stereo", "urn:tonvale:response", {{"dry", -60}, {"ll", 0}}},
+    {"zeroconvo, buffered",
+     "http://gareus.org/oss/lv2/zeroconvolv#CfgStereo",
+     "http://gareus.org/oss/lv2/zeroconvolv#ir",
+     {{"buffered", 1}},
+     true},
     {"zeroconvo",
      "http://gareus.org/oss/lv2/zeroconvolv#CfgStereo",
-     {"http://gareus.org/oss/lv2/zeroconvolv#ir"},
-     {}},
+     "http://gareus.org/oss/lv2/zeroconvolv#ir",
+     {{"buffered", 0}},
+     true},
     {"LSP, FFT 512",
      "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo",
-     {"http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0"},
+     "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0",
      {{"fft", 0}, {"cs_l", 1}, {"cs_r", 2}, {"dry", 0}}},
     {"LSP, FFT 32768",
      "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo",
-     {"http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0"},
+     "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0",
      {{"fft", 6}, {"cs_l", 1}, {"cs_r", 2}, {"dry", 0}}},
 };
 
@@ -123,6 +130,19 @@ class Host {
     Host &operator=(const Host &) = delete;
 
     explicit operator bool() const { return instance != nullptr; }
+
+    /// As a preset would.
+    void restore(LilvWorld *world, const Peer &peer, const std::string &path) {
+        const std::string text = "<urn:tonvale:bench-state> a "
+                                 "<http://lv2plug.in/ns/ext/presets#Preset> ; "
+                                 "<http://lv2plug.in/ns/lv2core#appliesTo> <" +
+                                 std::string(peer.uri) +
+                                 "> ; <http://lv2plug.in/ns/ext/state#state> [ <" + peer.file +
+                                 "> <file://" + path + "> ] .";
+        LilvState *state = lilv_state_new_from_string(world, mapping, text.c_str());
+        lilv_state_restore(state, instance, nullptr, nullptr, 0, pointers.data());
+        lilv_state_free(state);
+    }
 
     void send(const std::string &property, const std::string &path) {
         LV2_Atom_Forge forge;
@@ -220,8 +240,10 @@ double cost(LilvWorld *world, const Peer &peer, int32_t block, const std::string
     if (!host)
         return -1.0;
     host.run();
-    for (const std::string &property : peer.files)
-        host.send(property, response);
+    if (peer.takesStates)
+        host.restore(world, peer, response);
+    else
+        host.send(peer.file, response);
     timespec pause{0, 2000000};
     for (int i = 0; i < 1000; ++i) {
         host.run();
@@ -258,22 +280,29 @@ double cost(LilvWorld *world, const Peer &peer, int32_t block, const std::string
 } // namespace
 
 int main(int count, char **words) {
-    if (count != 2) {
-        std::fputs("usage: lv2_convolvers RESPONSE\n", stderr);
+    if (count != 3) {
+        std::fputs("usage: lv2_convolvers RESPONSE TABLE\n", stderr);
         return 2;
+    }
+    std::FILE *table = std::fopen(words[2], "w");
+    if (!table) {
+        std::perror(words[2]);
+        return 1;
     }
     LilvWorld *world = lilv_world_new();
     lilv_world_load_all(world);
-    std::puts("| | 64 | 256 | 1024 |\n|---|---:|---:|---:|");
+    std::fputs("| | 64 | 256 | 1024 |\n|---|---:|---:|---:|\n", table);
     for (const Peer &peer : peers) {
-        std::printf("| %s |", peer.name);
+        std::fprintf(table, "| %s |", peer.name);
         for (const int32_t block : {64, 256, 1024}) {
             const double milliseconds = cost(world, peer, block, words[1]);
-            milliseconds < 0.0 ? std::printf(" - |") : std::printf(" %.1f |", milliseconds);
-            std::fflush(stdout);
+            if (milliseconds < 0.0)
+                std::fputs(" - |", table);
+            else
+                std::fprintf(table, " %.1f |", milliseconds);
         }
-        std::puts("");
+        std::fputs("\n", table);
     }
     lilv_world_free(world);
-    return 0;
+    return std::fclose(table) == 0 ? 0 : 1;
 }
