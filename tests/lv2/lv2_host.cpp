@@ -258,6 +258,14 @@ void Lv2Host::silence(uint32_t frames, int blocks) {
 }
 
 Channels Lv2Host::process(const Channels &input, const std::function<uint32_t()> &nextBlock) {
+    Channels result = processAll(input, nextBlock);
+    for (Samples &channel : result)
+        channel.erase(channel.begin(),
+                      channel.begin() + static_cast<std::ptrdiff_t>(get("latency")));
+    return result;
+}
+
+Channels Lv2Host::processAll(const Channels &input, const std::function<uint32_t()> &nextBlock) {
     const size_t length = input[0].size();
     std::vector<std::vector<float>> in, out(audioOut.size(), std::vector<float>(length));
     for (const Samples &channel : input)
@@ -268,9 +276,8 @@ Channels Lv2Host::process(const Channels &input, const std::function<uint32_t()>
         done += frames;
     }
     Channels result;
-    const auto late = static_cast<std::ptrdiff_t>(get("latency"));
     for (const auto &channel : out)
-        result.emplace_back(channel.begin() + late, channel.end());
+        result.emplace_back(channel.begin(), channel.end());
     return result;
 }
 

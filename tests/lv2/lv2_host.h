@@ -59,6 +59,8 @@ class Lv2Host {
     /// All of `input` in blocks of what `nextBlock` tells, less the latency that is told at its
     /// end.
     Channels process(const Channels &input, const std::function<uint32_t()> &nextBlock);
+    /// The same with what comes before the latency has passed.
+    Channels processAll(const Channels &input, const std::function<uint32_t()> &nextBlock);
     void silence(uint32_t frames, int blocks = 1);
     /// Runs what the plug-in asked for. Answers whether there was anything.
     bool work();
