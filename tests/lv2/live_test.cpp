@@ -21,7 +21,7 @@ using workbench::TestFolder;
 constexpr const char *roomChain = "VERBGEN 0 1500 1 70 20 1\nNORM 0.2";
 constexpr const char *otherChain = "VERBGEN 5 700 1 50 50 1\nFILT 0.4 0.01\nNORM 0.2";
 
-/// A file whose reading starts no thread.
+/// A stereo file.
 std::string writeResponse(const TestFolder &folder, const std::string &name, double rate) {
     writeSound(folder.file(name), {rate, {roomNoise(20000, 4), roomNoise(20000, 5)}});
     return folder.file(name);
@@ -239,7 +239,11 @@ TEST(Lv2Process, IsLeftAsItWas) {
         return std::distance(begin(tasks), end(tasks));
     };
     const std::string locale = std::setlocale(LC_ALL, nullptr);
+    ASSERT_EQ(std::system(("localedef -i de_DE -f UTF-8 " + folder.file("de_DE.UTF-8")).c_str()),
+              0);
+    setenv("LOCPATH", folder.path.c_str(), 1);
     std::setlocale(LC_ALL, "de_DE.UTF-8");
+    ASSERT_STREQ(std::localeconv()->decimal_point, ",");
     const auto before = threads();
     const unsigned flags = _mm_getcsr();
     const auto folderBefore = std::filesystem::current_path();
@@ -249,9 +253,10 @@ TEST(Lv2Process, IsLeftAsItWas) {
         Lv2Host host("stereo", {.worker = Worker::none, .rate = 48000.0});
         host.set("freewheel", 1);
         host.activate();
-        host.load("FILELDR \"" + path + "\" 60\nFILT 0.25 0.01");
+        host.load("FILELDR \"" + path + "\" 60\nNORM 0.25");
         host.silence(512, 4);
-        EXPECT_EQ(host.told().texts["status"], "FILELDR " + path + "\nFILT");
+        EXPECT_EQ(host.told().texts["status"], "FILELDR " + path + "\nNORM");
+        EXPECT_NEAR(host.told().numbers["peak"], -12.04, 0.01);
         EXPECT_GT(threads(), before);
     }
     EXPECT_EQ(threads(), before);
@@ -263,6 +268,7 @@ TEST(Lv2Process, IsLeftAsItWas) {
     sigprocmask(SIG_SETMASK, nullptr, &maskAfter);
     EXPECT_EQ(std::memcmp(&mask, &maskAfter, 8), 0);
     std::setlocale(LC_ALL, locale.c_str());
+    unsetenv("LOCPATH");
 }
 
 TEST(Lv2Threads, SixteenInstancesLiveOnAsMany) {
