@@ -1,5 +1,5 @@
-#include "lv2/allocation_count.h"
 #include "lv2/lv2_host.h"
+#include "steady_state/allocation_count.h"
 #include "workbench/services/test_folder.h"
 #include "workbench/sounds.h"
 

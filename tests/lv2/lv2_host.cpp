@@ -1,6 +1,6 @@
 #include "lv2/lv2_host.h"
 
-#include "lv2/allocation_count.h"
+#include "steady_state/allocation_count.h"
 
 #include <gtest/gtest.h>
 #include <lv2/atom/util.h>
