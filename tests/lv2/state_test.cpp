@@ -26,7 +26,7 @@ std::string textOf(Lv2Host &host, const LilvState *state) {
 
 TEST(Lv2State, IsFoundInAMovedFolderWithoutItsFirstFiles) {
     const TestFolder folder;
-    const std::string path = folder.file("a \"room\".wav"), state = folder.file("state");
+    const std::string path = folder.file("a \"room\" of \"Ann's\" 60.wav"), state = folder.file("state");
     writeSound(path, {44100.0, {roomNoise(5000, 4), roomNoise(5000, 5)}});
     Lv2Host host("stereo");
     host.activate();
@@ -65,6 +65,7 @@ TEST(Lv2State, IsFoundInAMovedFolderWithoutItsFirstFiles) {
     EXPECT_EQ(other.requests, 0);
     // Links are followed, since hosts delete old states.
     EXPECT_EQ(other.told().texts["response"], std::filesystem::canonical(path).string());
+    EXPECT_FLOAT_EQ(other.told().numbers["length"], 5000.0f / 44100.0f);
 }
 
 TEST(Lv2State, TellsTheLastWishInEqualBytes) {
