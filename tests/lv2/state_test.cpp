@@ -26,7 +26,8 @@ std::string textOf(Lv2Host &host, const LilvState *state) {
 
 TEST(Lv2State, IsFoundInAMovedFolderWithoutItsFirstFiles) {
     const TestFolder folder;
-    const std::string path = folder.file("a \"room\" of \"Ann's\" 60.wav"), state = folder.file("state");
+    const std::string path = folder.file("a \"room\" of \"Ann's\" 60.wav"),
+                      state = folder.file("state");
     writeSound(path, {44100.0, {roomNoise(5000, 4), roomNoise(5000, 5)}});
     Lv2Host host("stereo");
     host.activate();
@@ -112,7 +113,7 @@ TEST(Lv2State, OfAChunkAloneGivesTheSameSound) {
     LilvState *saved = host.saved();
     third.activate();
     third.silence(64);
-    other.restoreChunk(saved);
+    other.restoreOwn({*host.ownState().find("urn:tonvale:chunk")});
     other.activate();
     EXPECT_LT(largestDifference(heardWith(host), heardWith(other)), 1e-6);
     // In play, by the scheduler of the call, and without a key of ours.
@@ -122,7 +123,7 @@ TEST(Lv2State, OfAChunkAloneGivesTheSameSound) {
     third.silence(4096, 12);
     EXPECT_EQ(third.told().texts["chain"], host.told().texts["chain"]);
     lilv_state_free(saved);
-    third.restoreNothing();
+    third.restoreOwn({});
     third.silence(64);
     EXPECT_EQ(third.told().order.size(), 7U);
 }
