@@ -29,6 +29,10 @@ class Convolver {
     virtual void process(const double *const *in, double *const *out, int frames) = 0;
     /// Samples by which the output is late.
     virtual int latency() const { return 0; }
+    /// Processor seconds of its making that went into what a user has already: the response's file.
+    virtual double preparation() const { return 0.0; }
+    /// Loads the response again, on another thread than process(), which may be running.
+    virtual void reload() {}
 };
 
 using ConvolverMaker = std::unique_ptr<Convolver> (*)(const Setup &, const Planes &response);

@@ -171,6 +171,23 @@ void measureLoading(Report &report, const Plan &plan) {
     report.text("");
 }
 
+void measureReloading(Report &report, const Plan &plan) {
+    report.text("A response of 30 s loaded again and again while eight channels play in real time, "
+                "both on the one core: the audio thread's work in its slowest block, how often it "
+                "waited for another thread and how long at most, as shares of a block's duration.");
+    report.beginTable({"block", "reloads", "slowest block", "waits", "longest wait"});
+    for (const int block : {64, 256, 1024}) {
+        Setup setup;
+        setup.block = block;
+        setup.seconds = 30;
+        setup.channels = 8;
+        const ReloadFigures f = measureReloads(setup, allPeers[0], plan.quick ? 10.0 : 60.0);
+        report.row({std::to_string(block), std::to_string(f.reloads), number(f.slowest, 3),
+                    std::to_string(f.waits), number(f.longestWait, 3)});
+    }
+    report.text("");
+}
+
 void measureManyInstances(Report &report, const Plan &plan) {
     report.text("## Instances\n\nStereo instances of 5 s on one core, in turn, as a host plays "
                 "them.");
@@ -196,7 +213,20 @@ void measureManyInstances(Report &report, const Plan &plan) {
     report.picture("Load over instances", "performance-instances.png");
 }
 
-void run(const std::string &page, const std::string &folder, bool quick) {
+struct Section {
+    const char *name;
+    void (*measure)(Report &, const Plan &);
+};
+constexpr Section sections[] = {
+    {"blocks", measureBlocks},           {"lengths", measureLengths},
+    {"channels", measureChannels},       {"load", measureLoad},
+    {"loading", measureLoading},         {"reloading", measureReloading},
+    {"instances", measureManyInstances},
+};
+
+/// All sections, or the one of that name.
+void run(const std::string &page, const std::string &folder, bool quick,
+         const std::string &section) {
     const Plan plan{quick ? Effort{9, 1.4} : Effort{9, 2.8}, quick};
     Report report(page, folder);
     utsname system{};
@@ -212,12 +242,10 @@ void run(const std::string &page, const std::string &folder, bool quick) {
                 std::to_string(plan.effort.rounds) +
                 " rounds. All but Tonvale and afir work in single precision. The last column holds "
                 "each one's error against direct convolution.");
-    measureBlocks(report, plan);
-    measureLengths(report, plan);
-    measureChannels(report, plan);
-    measureLoad(report, plan);
-    measureLoading(report, plan);
-    measureManyInstances(report, plan);
+    for (const auto &[name, measureSection] : sections) {
+        if (section.empty() || section == name)
+            measureSection(report, plan);
+    }
 }
 
 } // namespace
@@ -225,9 +253,12 @@ void run(const std::string &page, const std::string &folder, bool quick) {
 
 int main(int count, char **words) {
     if (count < 3) {
-        std::cerr << "tonvale_bench PAGE FOLDER [--quick]\n";
+        std::cerr << "tonvale_bench PAGE FOLDER [--quick] [SECTION]\n";
         return 2;
     }
+    const std::string last = words[count - 1];
+    const bool quick = count > 3 && std::strcmp(words[3], "--quick") == 0;
+    const bool hasSection = count > (quick ? 4 : 3);
     tonvale::bench::pinToOneProcessor();
-    tonvale::bench::run(words[1], words[2], count > 3 && std::strcmp(words[3], "--quick") == 0);
+    tonvale::bench::run(words[1], words[2], quick, hasSection ? last : "");
 }

@@ -1,29 +1,22 @@
 #include "bench/measure.h"
 
+#include "bench/clocks.h"
+
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
-#include <ctime>
 #include <exception>
 #include <fstream>
 #include <malloc.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
 namespace tonvale::bench {
 
 namespace {
-
-double clockSeconds(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-double processSeconds() {
-    return clockSeconds(CLOCK_PROCESS_CPUTIME_ID);
-}
 
 /// Waits until no thread of a peer works on what it had queued: else its work counts as the next
 /// one's.
@@ -41,6 +34,13 @@ double residentMegabytes() {
     long total = 0, resident = 0;
     in >> total >> resident;
     return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1048576.0;
+}
+
+/// How often the calling thread has given the processor away to wait for something.
+long waitsOfThread() {
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_nvcsw;
 }
 
 double quantile(std::vector<double> values, double share) {
@@ -85,6 +85,31 @@ class Player {
         }
         return slowest * setup.rate / setup.block;
     }
+
+    /// Plays at the pace of the sound card, as its thread would.
+    void playInRealTime(double seconds, ReloadFigures &figures) {
+        const double duration = static_cast<double>(setup.block) / setup.rate;
+        double due = clockSeconds(CLOCK_MONOTONIC);
+        for (int64_t i = blocksOf(seconds); i > 0; --i, due += duration) {
+            const auto early = std::chrono::duration<double>(due - clockSeconds(CLOCK_MONOTONIC));
+            std::this_thread::sleep_for(early);
+            const long waits = waitsOfThread();
+            const double begun = clockSeconds(CLOCK_MONOTONIC);
+            const double begunWork = clockSeconds(CLOCK_THREAD_CPUTIME_ID);
+            playBlock();
+            const double work = clockSeconds(CLOCK_THREAD_CPUTIME_ID) - begunWork;
+            const double wait = clockSeconds(CLOCK_MONOTONIC) - begun - work;
+            figures.slowest = std::max(figures.slowest, work / duration);
+            // What the machine takes away for others leaves no trace here.
+            if (waitsOfThread() > waits) {
+                ++figures.waits;
+                figures.longestWait = std::max(figures.longestWait, wait / duration);
+            }
+        }
+    }
+
+    double preparation() const { return convolver->preparation(); }
+    void reload() { convolver->reload(); }
 
     double errorDecibels(const Planes &response) {
         double wrong = 0.0, right = 0.0;
@@ -143,7 +168,7 @@ std::vector<Figures> measure(const Setup &setup, const std::vector<Peer> &peers,
         }
         figures[i].works = true;
         players[i]->playBlock();
-        figures[i].loading = processSeconds() - begun;
+        figures[i].loading = processSeconds() - begun - players[i]->preparation();
         figures[i].memory = residentMegabytes() - memory;
         // Until all of the response sounds.
         players[i]->play(setup.seconds + 1.0);
@@ -178,6 +203,31 @@ double measureSlowest(const Setup &setup, const Peer &peer, const Effort &effort
     for (int round = 0; round < effort.rounds; ++round)
         slowest.push_back(player.slowestOf(effort.seconds));
     return quantile(slowest, 0.5);
+}
+
+ReloadFigures measureReloads(const Setup &setup, const Peer &peer, double seconds) {
+    const Planes response = responseFor(setup), noise = noiseFor(setup);
+    Player player(setup, peer, response, noise);
+    player.play(1.0);
+    ReloadFigures figures;
+    std::atomic<bool> ended = false;
+    std::thread loader([&] {
+        while (!ended) {
+            player.reload();
+            ++figures.reloads;
+        }
+    });
+    std::thread audio([&] {
+        // As hosts run it.
+        sched_param urgent{};
+        urgent.sched_priority = 50;
+        pthread_setschedparam(pthread_self(), SCHED_FIFO, &urgent);
+        player.playInRealTime(seconds, figures);
+        ended = true;
+    });
+    audio.join();
+    loader.join();
+    return figures;
 }
 
 double measureInstances(const Setup &setup, const Peer &peer, int count, const Effort &effort) {

@@ -38,6 +38,17 @@ std::vector<Figures> measure(const Setup &setup, const std::vector<Peer> &peers,
 /// over the rounds. Reading the clock for each block costs too much to tell the cost as well.
 double measureSlowest(const Setup &setup, const Peer &peer, const Effort &effort);
 
+/// Shares are of a block's own duration.
+struct ReloadFigures {
+    double slowest = 0.0;     ///< the audio thread's work in its slowest block
+    int waits = 0;            ///< blocks in which it waited for another thread
+    double longestWait = 0.0; ///< in one block
+    int reloads = 0;          ///< that were done meanwhile
+};
+
+/// Plays in real time while another thread loads the response again and again.
+ReloadFigures measureReloads(const Setup &setup, const Peer &peer, double seconds);
+
 /// Processor seconds for each second of audio that `count` instances take in turn, each a block.
 double measureInstances(const Setup &setup, const Peer &peer, int count, const Effort &effort);
 

@@ -1,3 +1,4 @@
+#include "bench/clocks.h"
 #include "bench/convolver.h"
 #include "workbench/cli/plugin_module.h"
 
@@ -14,6 +15,7 @@ namespace {
 class ResponseFile {
   public:
     ResponseFile(const Planes &response, int rate) {
+        const double begun = processSeconds();
         char name[] = "/tmp/tonvale-bench-XXXXXX.wav";
         const int handle = mkstemps(name, 4);
         path = name;
@@ -30,25 +32,27 @@ class ResponseFile {
                 frames.push_back(plane[i]);
         sf_writef_double(file, frames.data(), static_cast<sf_count_t>(response[0].size()));
         sf_close(file);
+        cost = processSeconds() - begun;
     }
     ~ResponseFile() { std::filesystem::remove(path); }
     ResponseFile(const ResponseFile &) = delete;
     ResponseFile &operator=(const ResponseFile &) = delete;
 
     std::string path;
+    double cost; ///< processor seconds
 };
 
 class Tonvale final : public Convolver {
   public:
     Tonvale(const Setup &setup, const Planes &response)
-        : effect(setup.rate) {
+        : file(response, setup.rate)
+        , effect(setup.rate) {
         effect.setChannels(setup.channels);
         constexpr int wet = 0, dry = 1, zeroLatency = 6, lowLatency = 7;
         effect.setParameter(zeroLatency, setup.zeroLatency ? 1.0 : 0.0);
         effect.setParameter(lowLatency, setup.worker ? 1.0 : 0.0);
         effect.setParameter(wet, 1.0);
         effect.setParameter(dry, 0.0);
-        const ResponseFile file(response, setup.rate);
         if (!effect.appendStage("FILELDR \"" + file.path + "\" 60"))
             throw std::runtime_error("the plug-in refuses the response");
         effect.finishChainChange();
@@ -59,8 +63,11 @@ class Tonvale final : public Convolver {
         effect.process(const_cast<double **>(in), const_cast<double **>(out), frames);
     }
     int latency() const override { return static_cast<int>(effect.latency()); }
+    double preparation() const override { return file.cost; }
+    void reload() override { effect.finishChainChange(); }
 
   private:
+    ResponseFile file;
     workbench::Effect effect;
 };
 

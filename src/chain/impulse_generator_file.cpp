@@ -289,11 +289,17 @@ void ImpulseGenerator_File::mix(ImpulseBuffer &impulse, const Reading &reading) 
     const int32_t offset = (flags >> 8) & 255;
     impulse.setNumChannels(std::max(reading.channels + offset, impulse.getNumChannels()),
                            offset == 0);
-    if (impulse.setLength(std::max(reading.frames, impulse.getLength())) > 0) {
+    if (impulse.setLength(std::max(reading.frames, impulse.getLength())) < 1)
+        return;
+    // Block by block, so that the interleaved samples are fetched from memory once for all
+    // channels.
+    for (int32_t first = 0; first < reading.frames; first += blockFrames) {
+        const int32_t count = std::min(reading.frames - first, blockFrames);
         const auto add = [&](int32_t destination, int32_t from) {
-            double *channel = impulse.getChannel(destination);
-            for (int32_t i = 0; i < reading.frames; ++i)
-                channel[i] += reading.gain * reading.frame(i)[from];
+            double *channel = impulse.getChannel(destination) + first;
+            const double *samples = reading.frame(first) + from;
+            for (int32_t i = 0; i < count; ++i)
+                channel[i] += reading.gain * samples[int64_t{i} * reading.channels];
         };
         for (int32_t c = 0; c < reading.channels; ++c)
             add(offset + c, c);

@@ -26,6 +26,24 @@ struct GainRamp {
     double at(int32_t i) const { return start + step * i; }
 };
 
+/// Writes `count` samples: `wet`, which may be null, and for the last `dryCount` of them `dry`. The
+/// three never overlap, since engines and queues have memory of their own.
+void mixOutput(double *__restrict out, int32_t count, const double *__restrict wet,
+               const GainRamp &wetGain, const double *__restrict dry, int32_t dryCount,
+               const GainRamp &dryGain) {
+    const int32_t first = count - dryCount;
+    if (!wet) {
+        std::fill_n(out, count, 0.0);
+        for (int32_t i = first; i < count; ++i)
+            out[i] += dryGain.at(i) * dry[i - first];
+        return;
+    }
+    for (int32_t i = 0; i < first; ++i)
+        out[i] = wetGain.at(i) * wet[i];
+    for (int32_t i = first; i < count; ++i)
+        out[i] = wetGain.at(i) * wet[i] + dryGain.at(i) * dry[i - first];
+}
+
 } // namespace
 
 OutputGains::Values OutputGains::target(double wet, double dry, double pan) {
@@ -98,15 +116,10 @@ void AudioPath::writeOutput(const Block &block, int32_t wetCount, const Settings
     for (int32_t c = 0; c < block.channels; ++c) {
         int32_t dryCount = wetCount;
         const double *drySamples = dry.fetch(c, settings.delay, dryCount);
-        if (!block.outputs[c])
-            continue;
-        double *out = block.outputs[c] + block.frames - wetCount;
-        const GainRamp &gain = wetGain[c & 1];
-        for (int32_t i = 0; i < wetCount; ++i)
-            out[i] = wet[c] ? gain.at(i) * wet[c][i] : 0.0;
-        const int32_t first = wetCount - dryCount;
-        for (int32_t i = 0; i < dryCount; ++i)
-            out[first + i] += dryGain.at(first + i) * drySamples[i];
+        if (block.outputs[c])
+            mixOutput(block.outputs[c] + block.frames - wetCount, wetCount, wet[c], wetGain[c & 1],
+                      drySamples, dryCount, dryGain);
+        dry.advance(c, dryCount);
     }
 }
 

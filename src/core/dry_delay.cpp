@@ -29,8 +29,10 @@ const double *DryDelay::fetch(int32_t channel, int32_t delay, int32_t &count) {
     const int32_t due = std::clamp(queue.samplesAvailable() - delay, 0, count);
     count = std::min(due, dryScratch.getSize());
     queue.advanceSamples(due - count);
+    int32_t inOnePiece = 0;
+    if (const void *piece = queue.getPiece(0, inOnePiece); inOnePiece >= sampleBytes(count))
+        return static_cast<const double *>(piece);
     queue.getToBuffer(0, dryScratch.get(), sampleBytes(count));
-    queue.advanceSamples(count);
     return dryScratch.get();
 }
 

@@ -17,10 +17,11 @@ class DryDelay {
     /// Only the last `count` samples of this block are wanted: what was due earlier is dropped.
     void settle(int32_t delay, int32_t count, int32_t channels);
 
-    /// Takes the samples of a channel that are due now, at most the `count` of settle(), and in
-    /// `count` answers how many there are; they belong to the end of the block. Good until the next
-    /// call.
+    /// The samples of a channel that are due now, at most the `count` of settle(); `count` answers
+    /// how many there are, and they belong to the end of the block. Good until the next call.
     const double *fetch(int32_t channel, int32_t delay, int32_t &count);
+    /// What fetch() gave has been played.
+    void advance(int32_t channel, int32_t count) { dryDelay[channel].advanceSamples(count); }
 
     void clear();
 

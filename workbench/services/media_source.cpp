@@ -93,6 +93,8 @@ class FileSource final : public MediaSource {
     int readPlain(const ConvertedRead &read, MediaReadBlock &block) {
         if (!seekTo(read.frame))
             return 0;
+        if (block.channels == info.channels)
+            return static_cast<int>(readFrames(block.samples, block.length));
         int done = 0;
         while (done < block.length) {
             const int64_t wanted = std::min<int64_t>(blockFrames, block.length - done);
@@ -195,14 +197,19 @@ class FileSource final : public MediaSource {
     int64_t readMixed(int64_t frames, int channels) {
         raw.resize(static_cast<size_t>(frames * info.channels));
         mixed.resize(static_cast<size_t>(frames * channels));
-        const int64_t got = std::max<int64_t>(0, sf_readf_double(file.get(), raw.data(), frames));
-        position += got;
-        for (double &sample : raw) {
-            if (!std::isfinite(sample))
-                sample = 0.0;
-        }
+        const int64_t got = readFrames(raw.data(), frames);
         for (int64_t n = 0; n < got; ++n)
             mixFrame(raw.data() + n * info.channels, mixed.data() + n * channels, channels);
+        return got;
+    }
+
+    /// Reads up to `frames` frames as the file has them; answers how many.
+    int64_t readFrames(double *out, int64_t frames) {
+        const int64_t got = std::max<int64_t>(0, sf_readf_double(file.get(), out, frames));
+        position += got;
+        std::replace_if(
+            out, out + got * info.channels, [](double sample) { return !std::isfinite(sample); },
+            0.0);
         return got;
     }
 
