@@ -5,6 +5,7 @@
 #include "core/reverb_plugin.h"
 #include "editor/fader.h"
 #include "editor/mute.h"
+#include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
 #include "editor/row_controls.h"
 #include "host/localized_text.h"
@@ -216,8 +217,7 @@ void takeMaxFft(ReverbPlugin &plugin, HWND dialog) {
     if (size < 1)
         return;
     plugin.params[paramMaxFft] = plainToParam(paramMaxFft, size);
-    plugin.rebuildImpulse();
-    plugin.tellHostOfChange();
+    rebuildAndTellHost(plugin);
 }
 
 void copyToAll(ReverbPlugin &plugin) {

@@ -5,6 +5,7 @@
 #include "core/reverb_plugin.h"
 #include "editor/editor_module.h"
 #include "editor/mute.h"
+#include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
 #include "host/host_functions.h"
 #include "host/localized_text.h"
@@ -115,8 +116,10 @@ void showFocusedStage(ReverbPlugin &plugin, HWND dialog) {
     ImpulseGenerator *stage = plugin.chain.get(row);
     if (!stage || (editor.stageDialog && editor.currentStage == stage))
         return;
-    editor.closeStageDialog();
-    // The list, which may have got the keyboard, then has told of its focus.
+    // Forgotten first: at the dialog's end the list may get the keyboard, tell of its focus, and so
+    // bring another stage on show.
+    editor.currentStage = nullptr;
+    editor.stageDialog.destroy();
     if (editor.stageDialog)
         return;
     ListView_SetItemState(list, row, LVIS_FOCUSED, LVIS_FOCUSED);
@@ -318,11 +321,9 @@ void removeSelectedStages(ReverbPlugin &plugin, HWND dialog) {
             plugin.retire(std::move(stage));
             removed = true;
         }
-        if (removed)
-            plugin.rebuildImpulse();
     }
     if (removed)
-        plugin.tellHostOfChange();
+        rebuildAndTellHost(plugin);
 }
 
 void takeListNotice(ReverbPlugin &plugin, HWND dialog, const NMHDR &notice) {
@@ -354,8 +355,7 @@ void dragStage(ReverbPlugin &plugin, HWND dialog) {
     from = to;
     insertRow(list, to, stage, selectedAndFocused);
     ListView_EnsureVisible(list, to, TRUE);
-    plugin.rebuildImpulse();
-    plugin.tellHostOfChange();
+    rebuildAndTellHost(plugin);
 }
 
 void endDrag(HWND dialog) {
