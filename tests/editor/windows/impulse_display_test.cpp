@@ -9,8 +9,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <cstdio>
 
 namespace tonvale::test {
@@ -91,6 +89,16 @@ void drawModelText(const Picture &picture, const char *text) {
     DeleteObject(SelectObject(context, before));
 }
 
+/// The time that this thread has had a processor for.
+double workedMilliseconds() {
+    FILETIME born, ended, kernel, user;
+    GetThreadTimes(GetCurrentThread(), &born, &ended, &kernel, &user);
+    const auto hundredNanoseconds = [](const FILETIME &time) {
+        return static_cast<double>(time.dwHighDateTime) * 0x1p32 + time.dwLowDateTime;
+    };
+    return (hundredNanoseconds(kernel) + hundredNanoseconds(user)) / 10000.0;
+}
+
 } // namespace
 
 TEST_F(ImpulseDisplay, ShowsTheModelsPictureWithTextAndDelay) {
@@ -136,17 +144,15 @@ TEST_F(ImpulseDisplay, PaintsTwentySecondsInStereoInUnderFiftyMilliseconds) {
     constexpr size_t length = 20 * 96000;
     take({roomNoise(length, 1), roomNoise(length, 2)}, 96000.0);
     MoveWindow(display, 0, 0, 1500, 400, FALSE);
-    // The fastest, since other programs take the processor for longer than a paint.
-    double fastest = HUGE_VAL;
-    for (int i = 0; i < 25; ++i) {
-        const auto before = std::chrono::steady_clock::now();
+    // What the thread works, since other programs take the processor for longer than a paint.
+    constexpr int paints = 25;
+    const double before = workedMilliseconds();
+    for (int i = 0; i < paints; ++i)
         paintNow();
-        const std::chrono::duration<double, std::milli> spent =
-            std::chrono::steady_clock::now() - before;
-        fastest = std::min(fastest, spent.count());
-    }
-    std::printf("20 s in stereo at 96 kHz on 1500 by 400 pixels: %.1f ms a paint\n", fastest);
-    EXPECT_LT(fastest, 50.0);
+    const double each = (workedMilliseconds() - before) / paints;
+    std::printf("20 s in stereo at 96 kHz on 1500 by 400 pixels: %.1f ms a paint\n", each);
+    EXPECT_GT(each, 0.0);
+    EXPECT_LT(each, 50.0);
 }
 
 } // namespace tonvale::test
