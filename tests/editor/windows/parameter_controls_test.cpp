@@ -145,12 +145,7 @@ TEST(Names, AreSpokenWhileTheEditorIsOpen) {
                                           spokenNames[window] = text ? text : "";
                                           return true;
                                       });
-    struct Spoken {
-        const char *stage;
-        int id;
-        const char *name;
-    };
-    constexpr Spoken cases[] = {
+    const std::tuple<const char *, int, const char *> cases[] = {
         {"NORM", NORMALIZE_PEAK_EDIT, "Peak volume (dB)"},
         {"FILT", FILTER_HIGHPASS_EDIT, "High Pass"},
         {"CHANTOOL", CHANNEL_ACTION, "Channel action"},

@@ -201,11 +201,12 @@ TEST(Chain, ChangedByTheHostShowsWhileAStageIsBeingEdited) {
 }
 
 TEST(Chain, ChangedByTheUserInsideARunComesOutAsItIsAtTheEnd) {
-    loadTestHost();
+    EditorWindow editor;
     const auto before =
         std::exchange(hostFunctions.PCM_Source_CreateFromFile,
                       [](const char *) -> MediaSource * { return new ServingSource; });
-    EditorWindow editor({"FILELDR \"a.wav\" 60", "NORM 0.25", "FILELDR \"b.wav\" 60"});
+    editor.driver.setChain({"FILELDR \"a.wav\" 60", "NORM 0.25", "FILELDR \"b.wav\" 60"});
+    serve();
     EXPECT_GT(editor.plugin.impulseLength, 0);
     duringRead = [&] {
         click(editor.nameOf(0));
