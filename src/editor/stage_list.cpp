@@ -252,9 +252,10 @@ void refreshStageList(ReverbPlugin &plugin, HWND dialog) {
     // The rows that a drag went over are no more.
     if (isDragging(dialog))
         endDrag(dialog);
-    plugin.editor.closeStageDialog();
     const HWND list = listOf(dialog);
     ListView_DeleteAllItems(list);
+    // Without rows the list, which may get the keyboard now, brings no other stage on show.
+    plugin.editor.closeStageDialog();
     const int32_t stages = plugin.chain.getSize();
     for (int32_t i = 0; i < stages; ++i)
         insertRow(list, i, plugin.chain.get(i), 0);
