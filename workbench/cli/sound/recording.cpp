@@ -2,6 +2,7 @@
 
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
+#include "workbench/cli/sound/holes.h"
 #include "workbench/cli/sound/sound_reader.h"
 #include "workbench/cli/sound/speakers.h"
 #include "workbench/cli/sound/truncation.h"
@@ -15,6 +16,8 @@
 namespace tonvale::workbench {
 
 namespace {
+
+constexpr int wholeBlock = 65536;
 
 bool isPlausible(const SF_INFO &info) {
     return info.frames >= 0 && info.frames != SF_COUNT_MAX && info.samplerate >= 1 &&
@@ -90,10 +93,12 @@ int Recording::read(double *const *planes, int count) {
             break;
         got += static_cast<int>(more);
     }
+    if (fillHoles({interleaved.data(), static_cast<size_t>(got) * width}))
+        warnOfHoles(name);
     for (size_t c = 0; c < width; ++c) {
         const double *from = interleaved.data() + c;
         for (int i = 0; i < got; ++i, from += width)
-            planes[c][i] = std::isfinite(*from) ? *from : 0.0;
+            planes[c][i] = *from;
     }
     position += got;
     if (got < wanted && promised)
@@ -101,6 +106,27 @@ int Recording::read(double *const *planes, int count) {
     if (position == 0)
         throw Problem(name + ": holds no samples");
     return got;
+}
+
+std::vector<std::vector<double>> Recording::readAll(size_t mostSamples) {
+    const auto width = static_cast<size_t>(channelCount);
+    std::vector<std::vector<double>> samples(width);
+    std::vector<double *> planes(width);
+    size_t length = 0;
+    int got = 0;
+    do {
+        for (size_t c = 0; c < width; ++c) {
+            samples[c].resize(length + wholeBlock);
+            planes[c] = samples[c].data() + length;
+        }
+        got = read(planes.data(), wholeBlock);
+        length += static_cast<size_t>(got);
+        if (length * width > mostSamples)
+            throw Problem(name + ": is too long to be held in memory");
+    } while (got == wholeBlock);
+    for (auto &channel : samples)
+        channel.resize(length);
+    return samples;
 }
 
 } // namespace tonvale::workbench
