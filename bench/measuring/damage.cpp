@@ -1,8 +1,8 @@
 // Makes of clean recordings those that real devices give, and tells how far a response that was
 // measured is from the one that is known:
 //
-//   measuring_bench IN OUT [direct=DB] [noise=DB] [drift=PPM] [rate=HZ] [clip=DB] [gaps=COUNT]
-//                          [channel=NUMBER] [seconds=LENGTH]
+//   measuring_bench IN OUT [direct=DB] [lead=SECONDS] [noise=DB] [drift=PPM] [rate=HZ] [clip=DB]
+//                          [gaps=COUNT] [channel=NUMBER] [seconds=LENGTH]
 //   measuring_bench errors KNOWN MEASURED
 //
 // Each word does its work on what those before it left.
@@ -133,6 +133,12 @@ void addDirectSound(Sound &sound, double decibels) {
     }
 }
 
+/// Silence ahead of all else, as of a recording that was started before the tone.
+void addLead(Sound &sound, double seconds) {
+    for (Samples &samples : sound.channels)
+        samples.insert(samples.begin(), static_cast<size_t>(seconds * sound.rate), 0.0);
+}
+
 /// White noise whose effective value lies so far from the peak.
 void addNoise(Sound &sound, double decibels) {
     std::mt19937_64 random(1);
@@ -164,6 +170,7 @@ void addGaps(Sound &sound, double count) {
 
 const std::map<std::string, std::function<void(Sound &, double)>> damages = {
     {"direct", addDirectSound},
+    {"lead", addLead},
     {"noise", addNoise},
     {"drift", [](Sound &sound, double ppm) { resample(sound, 1.0 + ppm * 1e-6); }},
     {"rate",

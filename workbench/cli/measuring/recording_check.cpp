@@ -31,11 +31,12 @@ constexpr double gapJump = 3;
 
 constexpr double endSeconds = 0.05;
 constexpr double leastEndSeconds = 0.01;
-constexpr double aheadSeconds = 0.02; // that a sound may begin before its direct sound
-constexpr double steadySeconds = 0.5; // in which any decay falls
-constexpr double aboveNoise = 10.0;   // 20 dB
-constexpr double underPeak = 0.01;    // -40 dB
-constexpr double leastDecay = 1e-3;   // -60 dB
+constexpr double aheadSeconds = 0.02;  // that a sound may begin before its direct sound
+constexpr double steadySeconds = 0.25; // in which any decay falls
+constexpr double kneeSeconds = 0.1;    // behind where a decay ends
+constexpr double aboveNoise = 10.0;    // 20 dB
+constexpr double underPeak = 0.01;     // -40 dB
+constexpr double leastDecay = 1e-3;    // -60 dB
 
 double peakOf(Channel samples) {
     double peak = 0.0;
@@ -119,29 +120,37 @@ double rms(Channel samples) {
     return std::sqrt(sum / static_cast<double>(samples.size()));
 }
 
-/// The level of the noise before the tone sounds, or of what the sound sinks into behind it;
-/// nothing where neither shows it.
-std::optional<double> noiseOf(Channel samples, double rate, const ToneSpan &tone) {
+/// The level of what a sound sinks into, for long enough to be no decay; 0 where that doesn't show.
+double noiseBehind(Channel samples, double rate) {
+    const Decay decay = findDecay(samples, rate);
+    const bool sinks = decay.fall > 0;
+    const auto length = static_cast<double>(samples.size() - (sinks ? decay.knee : 0));
+    const bool shows = decay.showsNoise && length > rate * (sinks ? kneeSeconds : steadySeconds);
+    return shows ? std::sqrt(decay.noise) : 0.0;
+}
+
+/// The level of the quietest part above silence; 0 where there is none.
+double noiseAhead(Channel samples, double rate) {
     const auto block = static_cast<size_t>(std::ceil(endSeconds * rate));
-    const auto length = static_cast<int64_t>(samples.size());
-    const int64_t ahead = tone.start - std::llround(aheadSeconds * rate);
-    const Channel before =
-        samples.first(static_cast<size_t>(std::clamp<int64_t>(ahead, 0, length)));
     double least = INFINITY;
-    for (size_t start = 0; start + block <= before.size(); start += block) {
-        const double level = rms(before.subspan(start, block));
+    for (size_t start = 0; start + block <= samples.size(); start += block) {
+        const double level = rms(samples.subspan(start, block));
         if (level > silentPeak)
             least = std::min(least, level);
     }
-    if (least < INFINITY)
-        return least;
-    const Channel behind =
-        samples.subspan(static_cast<size_t>(std::clamp<int64_t>(tone.end, 0, length)));
-    const Decay decay = findDecay(behind, rate);
-    const bool isSteady = static_cast<double>(behind.size()) > steadySeconds * rate;
-    if (decay.showsNoise && (decay.fall > 0 || isSteady))
-        return std::sqrt(decay.noise);
-    return std::nullopt;
+    return least < INFINITY ? least : 0.0;
+}
+
+/// The level of the noise before the tone sounds or behind it; 0 where neither shows it.
+double noiseOf(Channel samples, double rate, const ToneSpan &tone) {
+    const auto place = [&](int64_t sample) {
+        return static_cast<size_t>(
+            std::clamp<int64_t>(sample, 0, static_cast<int64_t>(samples.size())));
+    };
+    const int64_t ahead = tone.start - std::llround(aheadSeconds * rate);
+    // Whoever edits a recording may put silence ahead, with the dither of whole numbers.
+    return std::max(noiseAhead(samples.first(place(ahead)), rate),
+                    noiseBehind(samples.subspan(place(tone.end)), rate));
 }
 
 /// Whether the end is still loud: against the noise where that shows, else against the tone's own
@@ -156,8 +165,8 @@ bool stopsBeforeDecay(Channel samples, double rate, const ToneSpan &tone) {
     const int64_t shortest = std::llround(leastEndSeconds * rate);
     const auto share = static_cast<int64_t>(samples.size() - end) / 4;
     const double last = rms(samples.last(static_cast<size_t>(std::clamp(share, shortest, block))));
-    if (const auto noise = noiseOf(samples, rate, tone))
-        return last > aboveNoise * *noise;
+    if (const double noise = noiseOf(samples, rate, tone); noise > 0.0)
+        return last > aboveNoise * noise;
     const auto whole = static_cast<size_t>(block);
     return last > underPeak * rms(samples.subspan(end - whole, whole));
 }
