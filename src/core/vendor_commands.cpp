@@ -99,8 +99,9 @@ intptr_t putStage(ReverbPlugin &plugin, int32_t index, bool replace, const char 
 
 intptr_t finishChain(ReverbPlugin &plugin) {
     if (plugin.rebuildImpulse()) {
-        plugin.editor.postReload();
         plugin.tellHostOfChange();
+        if (moduleState().instanceList.find(&plugin) >= 0)
+            plugin.editor.postReload();
     }
     return vendorChainAnswer;
 }
