@@ -21,4 +21,8 @@ ModuleState &moduleState() {
     return state;
 }
 
+bool isAlive(const ReverbPlugin &plugin) {
+    return moduleState().instanceList.find(&plugin) >= 0;
+}
+
 } // namespace tonvale

@@ -24,4 +24,7 @@ struct ModuleState {
 
 ModuleState &moduleState();
 
+/// Whether the host still holds this instance, which may be gone: nothing of it is looked at.
+bool isAlive(const ReverbPlugin &plugin);
+
 } // namespace tonvale

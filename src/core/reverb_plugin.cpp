@@ -150,7 +150,7 @@ bool ReverbPlugin::rebuildImpulse(bool isRetry) noexcept {
     if (!retry)
         return true;
     requestRebuildAtIdle(this);
-    return moduleState().instanceList.find(this) >= 0;
+    return isAlive(*this);
 }
 
 /// Answers false, and leaves response and engines as they were, where memory ran out.

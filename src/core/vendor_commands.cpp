@@ -1,6 +1,7 @@
 #include "core/vendor_commands.h"
 
 #include "convolution/containers/bounded_integer.h"
+#include "core/module_state.h"
 #include "core/reverb_plugin.h"
 #include "host/vendor_protocol.h"
 #include "text/number_text.h"
@@ -100,7 +101,7 @@ intptr_t putStage(ReverbPlugin &plugin, int32_t index, bool replace, const char 
 intptr_t finishChain(ReverbPlugin &plugin) {
     if (plugin.rebuildImpulse()) {
         plugin.tellHostOfChange();
-        if (moduleState().instanceList.find(&plugin) >= 0)
+        if (isAlive(plugin))
             plugin.editor.postReload();
     }
     return vendorChainAnswer;

@@ -15,10 +15,6 @@ bool isOpen(const ReverbPlugin &plugin, HWND dialog) {
     return GetWindowLongPtrW(dialog, GWLP_USERDATA) == reinterpret_cast<LONG_PTR>(&plugin);
 }
 
-bool isAlive(const ReverbPlugin &plugin) {
-    return moduleState().instanceList.find(&plugin) >= 0;
-}
-
 void prepareWheelMessage() {
     UINT &message = editorModule().wheelMessage;
     if (message == 0)

@@ -33,8 +33,6 @@ EditorModule &editorModule();
 
 /// Whether `dialog` is still the editor of this instance.
 bool isOpen(const ReverbPlugin &plugin, HWND dialog);
-/// Whether the host still holds this instance.
-bool isAlive(const ReverbPlugin &plugin);
 
 /// Fetches the message's number once; each dialog that takes the wheel calls it at its start.
 void prepareWheelMessage();

@@ -1,6 +1,7 @@
 #include "editor/main_dialog.h"
 
 #include "chain/window_messages.h"
+#include "core/module_state.h"
 #include "core/reverb_plugin.h"
 #include "editor/background.h"
 #include "editor/editor_module.h"

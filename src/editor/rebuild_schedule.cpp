@@ -1,6 +1,7 @@
 #include "editor/rebuild_schedule.h"
 
 #include "chain/window_messages.h"
+#include "core/module_state.h"
 #include "core/reverb_plugin.h"
 #include "editor/editor_module.h"
 

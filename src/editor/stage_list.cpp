@@ -2,6 +2,7 @@
 
 #include "chain/impulse_generator_file.h"
 #include "chain/window_messages.h"
+#include "core/module_state.h"
 #include "core/reverb_plugin.h"
 #include "editor/editor_module.h"
 #include "editor/mute.h"
