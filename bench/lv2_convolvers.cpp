@@ -7,6 +7,7 @@
 #include <lv2/worker/worker.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -14,11 +15,12 @@
 #include <map>
 #include <random>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 // Processor time of LV2 convolvers on one response, of all threads of the process together: the
-// rows of a table on standard output. lv2_convolvers RESPONSE
+// rows of a table in a file, since some talk on standard output. lv2_convolvers RESPONSE TABLE
 
 namespace {
 
@@ -28,24 +30,31 @@ constexpr uint32_t messageRoom = 1 << 17;
 struct Peer {
     const char *name;
     const char *uri;
-    std::vector<std::string> files; ///< properties that take the response
+    const char *file; ///< the property that takes the response
     std::vector<std::pair<std::string, float>> settings;
+    bool takesStates = false; ///< answers messages with an error, but loads the file of a state
 };
 
 const Peer peers[] = {
-    {"Tonvale, ZL, LL", "urn:tonvale:stereo", {"urn:tonvale:response"}, {{"dry", -60}}},
-    {"Tonvale, ZL", "urn:tonvale:stereo", {"urn:tonvale:response"}, {{"dry", -60}, {"ll", 0}}},
+    {"Tonvale, ZL, LL", "urn:tonvale:stereo", "urn:tonvale:response", {{"dry", -60}}},
+    {"Tonvale, ZL", "urn:tonvale:stereo", "urn:tonvale:response", {{"dry", -60}, {"ll", 0}}},
+    {"zeroconvo, buffered",
+     "http://gareus.org/oss/lv2/zeroconvolv#CfgStereo",
+     "http://gareus.org/oss/lv2/zeroconvolv#ir",
+     {{"buffered", 1}},
+     true},
     {"zeroconvo",
      "http://gareus.org/oss/lv2/zeroconvolv#CfgStereo",
-     {"http://gareus.org/oss/lv2/zeroconvolv#ir"},
-     {}},
+     "http://gareus.org/oss/lv2/zeroconvolv#ir",
+     {{"buffered", 0}},
+     true},
     {"LSP, FFT 512",
      "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo",
-     {"http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0"},
+     "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0",
      {{"fft", 0}, {"cs_l", 1}, {"cs_r", 2}, {"dry", 0}}},
     {"LSP, FFT 32768",
      "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo",
-     {"http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0"},
+     "http://lsp-plug.in/plugins/lv2/impulse_responses_stereo/ports#ifn0",
      {{"fft", 6}, {"cs_l", 1}, {"cs_r", 2}, {"dry", 0}}},
 };
 
@@ -123,6 +132,19 @@ class Host {
     Host &operator=(const Host &) = delete;
 
     explicit operator bool() const { return instance != nullptr; }
+
+    /// As a preset would.
+    void restore(LilvWorld *world, const Peer &peer, const std::string &path) {
+        const std::string text = "<urn:tonvale:bench-state> a "
+                                 "<http://lv2plug.in/ns/ext/presets#Preset> ; "
+                                 "<http://lv2plug.in/ns/lv2core#appliesTo> <" +
+                                 std::string(peer.uri) +
+                                 "> ; <http://lv2plug.in/ns/ext/state#state> [ <" + peer.file +
+                                 "> <file://" + path + "> ] .";
+        LilvState *state = lilv_state_new_from_string(world, mapping, text.c_str());
+        lilv_state_restore(state, instance, nullptr, nullptr, 0, pointers.data());
+        lilv_state_free(state);
+    }
 
     void send(const std::string &property, const std::string &path) {
         LV2_Atom_Forge forge;
@@ -213,32 +235,38 @@ class Host {
     std::vector<std::vector<char>> requests, responses;
 };
 
-/// Milliseconds of processor time for each second of audio, the median of five; negative where the
-/// response doesn't sound.
-double cost(LilvWorld *world, const Peer &peer, int32_t block, const std::string &response) {
+/// Milliseconds of processor time for each second of audio, the median of the rounds; negative
+/// where the response doesn't sound. `isPaced`: a block comes when its time has, as a studio's do.
+double cost(LilvWorld *world, const Peer &peer, int32_t block, const std::string &response,
+            bool isPaced) {
     Host host(world, peer, block);
     if (!host)
         return -1.0;
     host.run();
-    for (const std::string &property : peer.files)
-        host.send(property, response);
-    timespec pause{0, 2000000};
+    if (peer.takesStates)
+        host.restore(world, peer, response);
+    else
+        host.send(peer.file, response);
     for (int i = 0; i < 1000; ++i) {
         host.run();
         host.work();
-        nanosleep(&pause, nullptr);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     std::mt19937 random(1);
     std::uniform_real_distribution<float> noise(-0.3f, 0.3f);
     const auto blocks = static_cast<int>(2.0 * rate / block);
     std::vector<double> rounds;
-    for (int round = 0; round < 6; ++round) {
+    for (int round = 0; round < (isPaced ? 4 : 6); ++round) {
         const double start = processorSeconds();
+        auto due = std::chrono::steady_clock::now();
         for (int i = 0; i < blocks; ++i) {
             for (auto &channel : host.in)
                 std::generate(channel.begin(), channel.end(), [&] { return noise(random); });
             host.run();
             host.work();
+            due += std::chrono::nanoseconds(static_cast<int64_t>(1e9 * block / rate));
+            if (isPaced)
+                std::this_thread::sleep_until(due);
         }
         if (round > 0)
             rounds.push_back((processorSeconds() - start) * 500.0);
@@ -258,22 +286,30 @@ double cost(LilvWorld *world, const Peer &peer, int32_t block, const std::string
 } // namespace
 
 int main(int count, char **words) {
-    if (count != 2) {
-        std::fputs("usage: lv2_convolvers RESPONSE\n", stderr);
+    if (count != 3) {
+        std::fputs("usage: lv2_convolvers RESPONSE TABLE\n", stderr);
         return 2;
+    }
+    std::FILE *table = std::fopen(words[2], "w");
+    if (!table) {
+        std::perror(words[2]);
+        return 1;
     }
     LilvWorld *world = lilv_world_new();
     lilv_world_load_all(world);
-    std::puts("| | 64 | 256 | 1024 |\n|---|---:|---:|---:|");
+    std::fputs("| | 64 | 256 | 1024 | 256, paced |\n|---|---:|---:|---:|---:|\n", table);
     for (const Peer &peer : peers) {
-        std::printf("| %s |", peer.name);
-        for (const int32_t block : {64, 256, 1024}) {
-            const double milliseconds = cost(world, peer, block, words[1]);
-            milliseconds < 0.0 ? std::printf(" - |") : std::printf(" %.1f |", milliseconds);
-            std::fflush(stdout);
+        std::fprintf(table, "| %s |", peer.name);
+        for (const auto &[block, isPaced] :
+             {std::pair(64, false), {256, false}, {1024, false}, {256, true}}) {
+            const double milliseconds = cost(world, peer, block, words[1], isPaced);
+            if (milliseconds < 0.0)
+                std::fputs(" - |", table);
+            else
+                std::fprintf(table, " %.1f |", milliseconds);
         }
-        std::puts("");
+        std::fputs("\n", table);
     }
     lilv_world_free(world);
-    return 0;
+    return std::fclose(table) == 0 ? 0 : 1;
 }

@@ -2,7 +2,6 @@
 
 #include "convolution/containers/bounded_integer.h"
 #include "lv2/chain_text.h"
-#include "lv2/effect.h"
 
 #include <algorithm>
 #include <charconv>
@@ -99,22 +98,8 @@ void appendRecord(std::string &chunk, std::string_view key, std::string_view pay
     chunk.append(reinterpret_cast<const char *>(&size), sizeof size).append(payload);
 }
 
-} // namespace
-
-std::string chunkOf(std::string_view chain, int32_t channels) {
-    const auto effect = Effect::make(44100.0, channels);
-    if (!effect)
-        return {};
-    // The stages are made without their files, whose paths needn't be those of this system.
-    std::vector<std::string> paths;
-    for (const std::string &line : linesOf(chain)) {
-        const auto file = readFileLine(line);
-        if (effect->appendStage(file ? *fileLine("", file->flags, file->isBypassed) : line) && file)
-            paths.emplace_back(file->path);
-    }
-
-    const std::string made = effect->chunk();
-    std::string_view rest = made;
+/// A chunk with these as the paths of its files.
+std::string withPaths(std::string_view rest, const std::vector<std::string> &paths) {
     std::string chunk(rest.substr(0, headSize(rest)));
     rest.remove_prefix(chunk.size());
     for (auto path = paths.begin(); const auto record = takeRecord(rest);) {
@@ -124,6 +109,45 @@ std::string chunkOf(std::string_view chain, int32_t channels) {
         appendRecord(chunk, record->key, payload);
     }
     return chunk;
+}
+
+bool isPlain(const std::string &line) {
+    const auto file = readFileLine(line);
+    return !file || file->isPlain;
+}
+
+/// The stages of these lines, without their files. Answers their paths.
+std::vector<std::string> appendWithoutFiles(Effect &effect, const std::vector<std::string> &lines) {
+    std::vector<std::string> paths;
+    for (const std::string &line : lines) {
+        const auto file = readFileLine(line);
+        if (effect.appendStage(file ? *fileLine("", file->flags, file->isBypassed) : line) && file)
+            paths.emplace_back(file->path);
+    }
+    return paths;
+}
+
+} // namespace
+
+void setChain(Effect &effect, const std::vector<std::string> &lines) {
+    if (std::all_of(lines.begin(), lines.end(), isPlain)) {
+        for (const std::string &line : lines)
+            effect.appendStage(line);
+        effect.finishChain();
+        return;
+    }
+    const std::vector<std::string> paths = appendWithoutFiles(effect, lines);
+    effect.setChunk(withPaths(effect.chunk(), paths));
+}
+
+std::string chunkOf(std::string_view chain, int32_t channels) {
+    const auto effect = Effect::make(44100.0, channels);
+    if (!effect)
+        return {};
+    // The paths needn't be those of this system.
+    const std::vector<std::string> paths = appendWithoutFiles(*effect, linesOf(chain));
+    const std::string chunk = effect->chunk();
+    return chunk.empty() ? chunk : withPaths(chunk, paths);
 }
 
 std::string chainOf(std::string_view chunk) {

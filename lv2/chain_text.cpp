@@ -26,7 +26,8 @@ std::string_view takeLine(std::string_view &rest) {
     return line;
 }
 
-/// What a path stands between: quotes that it doesn't have, or nothing at all. Null for none.
+/// What a path stands between: quotes that it doesn't have, or nothing at all, or else quotes of
+/// which the last one ends it. Null for a path that no line can hold.
 const char *quoteFor(std::string_view path) {
     if (path.find('\n') != std::string_view::npos || path.find('\0') != std::string_view::npos)
         return nullptr;
@@ -36,7 +37,14 @@ const char *quoteFor(std::string_view path) {
         return "'";
     const bool stands = path.find_first_of(blanks) == std::string_view::npos &&
                         path.front() != '"' && path.front() != '\'';
-    return stands ? "" : nullptr;
+    return stands ? "" : "\"";
+}
+
+/// Whether a closing quote can stand in front of `rest`: nothing is there, or the flags.
+bool endsLine(std::string_view rest) {
+    if (!rest.empty() && blanks.find(rest.front()) == std::string_view::npos)
+        return false;
+    return trimmed(rest).find_first_not_of("0123456789+-") == std::string_view::npos;
 }
 
 } // namespace
@@ -84,7 +92,7 @@ std::vector<std::string> linesOf(std::string_view chain) {
 
 std::optional<FileLine> readFileLine(std::string_view line) {
     line = trimmed(line);
-    FileLine file{};
+    FileLine file{.isBypassed = false, .isPlain = true, .path = {}, .flags = {}};
     file.isBypassed = line.starts_with('!');
     line.remove_prefix(file.isBypassed ? 1 : 0);
     if (!line.starts_with(fileKey))
@@ -98,7 +106,14 @@ std::optional<FileLine> readFileLine(std::string_view line) {
     const bool isQuoted = line.front() == '"' || line.front() == '\'';
     const char end = isQuoted ? line.front() : ' ';
     line.remove_prefix(isQuoted ? 1 : 0);
-    const size_t length = std::min(line.find(end), line.size());
+    const size_t next = std::min(line.find(end), line.size());
+    size_t length = next;
+    while (isQuoted && length < line.size() && !endsLine(line.substr(length + 1)))
+        length = std::min(line.find(end, length + 1), line.size());
+    // Where none can be the last one it is the next, as for the stage itself.
+    if (length == line.size())
+        length = next;
+    file.isPlain = length == next;
     file.path = line.substr(0, length);
     file.flags = trimmed(line.substr(std::min(length + 1, line.size())));
     return file;

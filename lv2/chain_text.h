@@ -33,11 +33,12 @@ std::vector<std::string> linesOf(std::string_view chain);
 /// A line of a File stage.
 struct FileLine {
     bool isBypassed;
+    bool isPlain; ///< a stage reads it alike; for it, a path ends at the next quote
     std::string_view path;
     std::string_view flags; ///< as it stands, empty for the usual ones
 };
 std::optional<FileLine> readFileLine(std::string_view line);
-/// Nothing for a path that no line can hold.
+/// Nothing for a path that no line can hold, since it has a line's end in it.
 std::optional<std::string> fileLine(std::string_view path, std::string_view flags, bool isBypassed);
 
 /// The path of a chain that is just one File stage in use; empty for any other.

@@ -80,4 +80,8 @@ std::string Effect::chunk() {
                : std::string();
 }
 
+void Effect::setChunk(const std::string &chunk) {
+    call(effSetChunk, 0, static_cast<intptr_t>(chunk.size()), const_cast<char *>(chunk.data()));
+}
+
 } // namespace tonvale::lv2

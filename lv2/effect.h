@@ -33,6 +33,7 @@ class Effect {
     /// Channels of the response where they are 1 or 2, 0 for more.
     int32_t toldChannels();
     std::string chunk();
+    void setChunk(const std::string &chunk);
 
     /// Null inputs are silence, null outputs go without.
     void process(double **inputs, double **outputs, int32_t frames) {

@@ -171,17 +171,20 @@ void Instance::seeToVoice() {
     loader.askFor(settings);
     adoptOutcome();
     const bool isFreewheeling = isOn(portFreewheel);
-    if (incoming || loader.hasOutcome() || (loader.busy && !isFreewheeling))
+    if (incoming || (loader.busy && !isFreewheeling))
         return;
-    // What a fresh voice begins with needs no other one.
-    Settings present = voiceSettings;
-    if (isFresh)
-        present[paramPreverb] = settings[paramPreverb];
-    const bool isOther = needsAnotherVoice(settings, present);
-    if (!isOther && loader.wishNumber() == voiceWish && loader.canRetire())
-        return;
-    if (isOther)
-        loader.askForAnotherVoice();
+    // One that was made during a fade is let in once what served before is freed.
+    if (!loader.hasOutcome()) {
+        // What a fresh voice begins with needs no other one.
+        Settings present = voiceSettings;
+        if (isFresh)
+            present[paramPreverb] = settings[paramPreverb];
+        const bool isOther = needsAnotherVoice(settings, present);
+        if (!isOther && loader.wishNumber() == voiceWish && loader.canRetire())
+            return;
+        if (isOther)
+            loader.askForAnotherVoice();
+    }
     if (isFreewheeling) {
         loader.work();
     } else {

@@ -8,6 +8,7 @@
 #include <locale>
 #include <sstream>
 #include <string>
+#include <vector>
 
 // Writes what hosts read of the plug-ins before they load any, out of the tables that the code goes
 // by: make_turtle FOLDER
@@ -68,6 +69,22 @@ std::string groupName(const PluginKind &kind, const char *direction) {
     return std::string(kind.id) + "-" + direction;
 }
 
+std::string listed(const std::vector<std::string> &names) {
+    std::string list;
+    for (const std::string &name : names)
+        list += (list.empty() ? " " : " , ") + reference(name);
+    return list;
+}
+
+void writePresetHead(std::ostream &out, const Preset &preset) {
+    std::vector<std::string> kinds;
+    for (const PluginKind &kind : pluginKinds())
+        kinds.push_back(kind.id);
+    out << reference(std::string("preset-") + preset.id)
+        << "\n    a pset:Preset ;\n    lv2:appliesTo" << listed(kinds) << " ;\n    rdfs:label "
+        << quoted(preset.name);
+}
+
 void writeManifest(std::ostream &out) {
     out << prefixes;
     for (const PluginKind &kind : pluginKinds()) {
@@ -75,31 +92,18 @@ void writeManifest(std::ostream &out) {
             << "    rdfs:seeAlso <tonvale.ttl> .\n\n";
     }
     for (const Preset &preset : presets()) {
-        out << reference(std::string("preset-") + preset.id)
-            << "\n    a pset:Preset ;\n    lv2:appliesTo";
-        const char *between = " ";
-        for (const PluginKind &kind : pluginKinds()) {
-            out << between << reference(kind.id);
-            between = " , ";
-        }
-        out << " ;\n    rdfs:label " << quoted(preset.name)
-            << " ;\n    rdfs:seeAlso <presets.ttl> .\n\n";
+        writePresetHead(out, preset);
+        out << " ;\n    rdfs:seeAlso <presets.ttl> .\n\n";
     }
 }
 
 void writePresets(std::ostream &out) {
     out << prefixes;
     for (const Preset &preset : presets()) {
-        out << reference(std::string("preset-") + preset.id)
-            << "\n    a pset:Preset ;\n    lv2:appliesTo";
-        const char *between = " ";
-        for (const PluginKind &kind : pluginKinds()) {
-            out << between << reference(kind.id);
-            between = " , ";
-        }
-        out << " ;\n    rdfs:label " << quoted(preset.name) << " ;\n    rdfs:comment "
-            << quoted(preset.comment) << " ;\n    lv2:port [ lv2:symbol \"wet\" ; pset:value "
-            << number(preset.wet) << " ] , [ lv2:symbol \"dry\" ; pset:value " << number(preset.dry)
+        writePresetHead(out, preset);
+        out << " ;\n    rdfs:comment " << quoted(preset.comment)
+            << " ;\n    lv2:port [ lv2:symbol \"wet\" ; pset:value " << number(preset.wet)
+            << " ] , [ lv2:symbol \"dry\" ; pset:value " << number(preset.dry)
             << " ] ;\n    state:state [ " << reference("chain") << " " << quoted(preset.chain)
             << " ] .\n\n";
     }
@@ -200,15 +204,11 @@ void writePlugin(std::ostream &out, const PluginKind &kind) {
         << reference(groupName(kind, "in")) << " ;\n    pg:mainOutput "
         << reference(groupName(kind, "out")) << " ;\n";
     for (const bool writable : {true, false}) {
-        out << (writable ? "    patch:writable" : "    patch:readable");
-        const char *between = " ";
-        for (const PropertyRow &row : propertyRows()) {
-            if (row.isWritable != writable)
-                continue;
-            out << between << reference(row.name);
-            between = " , ";
-        }
-        out << " ;\n";
+        std::vector<std::string> names;
+        for (const PropertyRow &row : propertyRows())
+            if (row.isWritable == writable)
+                names.push_back(row.name);
+        out << "    patch:" << (writable ? "writable" : "readable") << listed(names) << " ;\n";
     }
     writePorts(out, kind);
 }

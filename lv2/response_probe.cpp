@@ -2,7 +2,7 @@
 
 #include "core/channel_limit.h"
 #include "core/parameters.h"
-#include "lv2/effect.h"
+#include "lv2/chain_chunk.h"
 #include "text/number_text.h"
 
 #include <algorithm>
@@ -29,9 +29,7 @@ std::unique_ptr<Effect> probeOf(const std::vector<std::string> &chain, double ra
     probe->setParameter(paramLowLatency, 0.0f);
     probe->setParameter(paramWet, 1.0f);
     probe->setParameter(paramDry, 0.0f);
-    for (const std::string &line : chain)
-        probe->appendStage(line);
-    probe->finishChain();
+    setChain(*probe, chain);
     return probe;
 }
 

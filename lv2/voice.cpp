@@ -1,6 +1,7 @@
 #include "lv2/voice.h"
 
 #include "core/parameters.h"
+#include "lv2/chain_chunk.h"
 
 #include <algorithm>
 
@@ -73,9 +74,7 @@ bool Voice::addPart(double rate, const std::vector<std::string> &chain) {
     for (const int32_t parameter : playedParameters)
         set(parameter, settings[static_cast<size_t>(parameter)]);
     part.reset();
-    for (const std::string &line : chain)
-        part.appendStage(line);
-    part.finishChain();
+    setChain(part, chain);
     part.reset();
     return true;
 }

@@ -86,7 +86,6 @@ intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t 
             plugin.resetAudioState();
         return 0;
     case effEditOpen:
-        plugin.editor.close();
         return openEditor(plugin, static_cast<HWND>(ptr)) ? 1 : 0;
     case effEditClose:
         plugin.editor.close();

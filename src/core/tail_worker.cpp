@@ -81,6 +81,7 @@ void TailWorker::feed(const double *const *fed, int32_t frames, int32_t channels
             appendSamples(tailInput[c], fed[c], frames);
         }
     }
+    workerThread->keepUpWithCaller();
     workerWake->signal();
 }
 

@@ -1,10 +1,12 @@
 #include "platform/worker_thread.h"
 
+#include <algorithm>
 #include <system_error>
 
 #ifdef _WIN32
 #include <windows.h>
 #else
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #endif
@@ -36,6 +38,25 @@ bool WorkerThread::start(Entry entry, void *argument) {
         return false;
     }
     return true;
+}
+
+void WorkerThread::keepUpWithCaller() {
+#ifndef _WIN32
+    const std::thread::id caller = std::this_thread::get_id();
+    if (caller == lastCaller)
+        return;
+    lastCaller = caller;
+    int policy = SCHED_OTHER;
+    sched_param schedule{};
+    if (pthread_getschedparam(pthread_self(), &policy, &schedule) != 0)
+        return;
+    policy &= ~SCHED_RESET_ON_FORK;
+    if (policy != SCHED_FIFO && policy != SCHED_RR)
+        return;
+    schedule.sched_priority = std::max(schedule.sched_priority - 1, sched_get_priority_min(policy));
+    // Without the right to it the thread stays as it is.
+    static_cast<void>(pthread_setschedparam(thread.native_handle(), policy, &schedule));
+#endif
 }
 
 void WorkerThread::join() {

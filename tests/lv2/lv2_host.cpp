@@ -1,6 +1,6 @@
 #include "lv2/lv2_host.h"
 
-#include "lv2/allocation_count.h"
+#include "steady_state/allocation_count.h"
 
 #include <gtest/gtest.h>
 #include <lv2/atom/util.h>
@@ -258,6 +258,14 @@ void Lv2Host::silence(uint32_t frames, int blocks) {
 }
 
 Channels Lv2Host::process(const Channels &input, const std::function<uint32_t()> &nextBlock) {
+    Channels result = processAll(input, nextBlock);
+    for (Samples &channel : result)
+        channel.erase(channel.begin(),
+                      channel.begin() + static_cast<std::ptrdiff_t>(get("latency")));
+    return result;
+}
+
+Channels Lv2Host::processAll(const Channels &input, const std::function<uint32_t()> &nextBlock) {
     const size_t length = input[0].size();
     std::vector<std::vector<float>> in, out(audioOut.size(), std::vector<float>(length));
     for (const Samples &channel : input)
@@ -268,9 +276,8 @@ Channels Lv2Host::process(const Channels &input, const std::function<uint32_t()>
         done += frames;
     }
     Channels result;
-    const auto late = static_cast<std::ptrdiff_t>(get("latency"));
     for (const auto &channel : out)
-        result.emplace_back(channel.begin() + late, channel.end());
+        result.emplace_back(channel.begin(), channel.end());
     return result;
 }
 
@@ -311,50 +318,44 @@ void Lv2Host::restore(const LilvState *state, bool withScheduler) {
     lilv_state_restore(state, instance, setValue, this, 0, withScheduler ? features : nullptr);
 }
 
-void Lv2Host::restoreChunk(const LilvState *state) {
-    // What lilv keeps is asked by a store of its own, through the plug-in that it came from.
-    struct Kept {
-        Lv2Host *host;
-        std::string bytes;
-        LV2_URID key;
-    } kept{this, {}, map("urn:tonvale:chunk")};
-    Lv2Host source("stereo");
-    source.restore(state);
-    const auto *interface = static_cast<const LV2_State_Interface *>(
+namespace {
+
+const LV2_State_Interface &stateOf(LilvInstance *instance) {
+    return *static_cast<const LV2_State_Interface *>(
         lilv_instance_get_extension_data(instance, LV2_STATE__interface));
-    interface->save(
-        lilv_instance_get_handle(source.raw()),
-        [](LV2_State_Handle to, LV2_URID key, const void *value, size_t size, uint32_t, uint32_t) {
-            auto &place = *static_cast<Kept *>(to);
-            if (key == place.key)
-                place.bytes.assign(static_cast<const char *>(value), size);
+}
+
+} // namespace
+
+StateValues Lv2Host::ownState() {
+    StateValues values;
+    stateOf(instance).save(
+        lilv_instance_get_handle(instance),
+        [](LV2_State_Handle to, LV2_URID key, const void *value, size_t size, uint32_t type,
+           uint32_t) {
+            (*static_cast<StateValues *>(to))[unmapUri(nullptr, key)] = {
+                type, {static_cast<const char *>(value), size}};
             return LV2_STATE_SUCCESS;
         },
-        &kept, 0, nullptr);
-    interface->restore(
+        &values, 0, nullptr);
+    return values;
+}
+
+void Lv2Host::restoreOwn(const StateValues &values) {
+    stateOf(instance).restore(
         lilv_instance_get_handle(instance),
         [](LV2_State_Handle from, LV2_URID key, size_t *size, uint32_t *type,
            uint32_t *flags) -> const void * {
-            auto &place = *static_cast<Kept *>(from);
-            if (key != place.key || place.bytes.empty())
+            const auto &all = *static_cast<const StateValues *>(from);
+            const auto found = all.find(unmapUri(nullptr, key));
+            if (found == all.end())
                 return nullptr;
-            *size = place.bytes.size();
-            *type = place.host->map(LV2_ATOM__Chunk);
+            *size = found->second.second.size();
+            *type = found->second.first;
             *flags = LV2_STATE_IS_POD;
-            return place.bytes.data();
+            return found->second.second.data();
         },
-        &kept, 0, nullptr);
-}
-
-void Lv2Host::restoreNothing() {
-    const auto *interface = static_cast<const LV2_State_Interface *>(
-        lilv_instance_get_extension_data(instance, LV2_STATE__interface));
-    interface->restore(
-        lilv_instance_get_handle(instance),
-        [](LV2_State_Handle, LV2_URID, size_t *, uint32_t *, uint32_t *) -> const void * {
-            return nullptr;
-        },
-        nullptr, 0, nullptr);
+        const_cast<StateValues *>(&values), 0, nullptr);
 }
 
 } // namespace tonvale::test

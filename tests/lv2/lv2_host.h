@@ -31,6 +31,9 @@ struct Told {
     std::map<std::string, float> numbers;
 };
 
+/// Type and bytes, by key.
+using StateValues = std::map<std::string, std::pair<uint32_t, std::string>>;
+
 /// An instance in a small LV2 host: everything goes through lilv, and whatever the plug-in writes
 /// is checked for being a sound sequence.
 class Lv2Host {
@@ -59,6 +62,8 @@ class Lv2Host {
     /// All of `input` in blocks of what `nextBlock` tells, less the latency that is told at its
     /// end.
     Channels process(const Channels &input, const std::function<uint32_t()> &nextBlock);
+    /// The same with what comes before the latency has passed.
+    Channels processAll(const Channels &input, const std::function<uint32_t()> &nextBlock);
     void silence(uint32_t frames, int blocks = 1);
     /// Runs what the plug-in asked for. Answers whether there was anything.
     bool work();
@@ -77,9 +82,9 @@ class Lv2Host {
     /// State as a file and back.
     LilvState *saved(const std::string &folder = "");
     void restore(const LilvState *state, bool withScheduler = false);
-    /// The same with nothing but the chunk, and with nothing at all.
-    void restoreChunk(const LilvState *state);
-    void restoreNothing();
+    /// What the plug-in itself stores, and given back.
+    StateValues ownState();
+    void restoreOwn(const StateValues &values);
     LV2_URID_Map *mapFeature();
     LV2_URID_Unmap *unmapFeature();
 

@@ -41,38 +41,20 @@ TEST_P(Lv2Sound, IsThatOfTonvaleRender) {
     writeSound(folder.file("ir.wav"), {44100.0, response});
     // What reaches the ports is in single precision.
     writeSound(in, {44100.0, input}, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
-    runWell({"render",
-             in,
-             out,
-             "--ir",
-             folder.file("ir.wav"),
-             "--wet",
-             "-6",
-             "--dry",
-             "-9",
-             "--pre-verb",
-             "20",
-             "--width",
-             "0.5",
-             "--pan",
-             "-0.3",
-             "--max-fft",
-             "2048",
-             "--zl",
-             like.zl ? "on" : "off",
-             "--ll",
-             like.ll ? "on" : "off",
-             "--depth",
-             "64",
-             "--channels",
-             std::to_string(host.outputCount())});
+    const auto onOff = [](bool is) { return is ? "on" : "off"; };
+    const std::array<const char *, 3> settings[] = {
+        {"wet", "--wet", "-6"},         {"dry", "--dry", "-9"},
+        {"pan", "--pan", "-0.3"},       {"preverb", "--pre-verb", "20"},
+        {"width", "--width", "0.5"},    {"max_fft", "--max-fft", "2048"},
+        {"zl", "--zl", onOff(like.zl)}, {"ll", "--ll", onOff(like.ll)}};
+    std::vector<std::string> words{"render", in, out, "--ir", folder.file("ir.wav"), "--depth"};
+    words.insert(words.end(), {"64", "--channels", std::to_string(host.outputCount())});
+    for (const auto &[symbol, option, value] : settings) {
+        words.insert(words.end(), {option, value});
+        host.set(symbol, *value == 'o' ? value == std::string("on") : std::stof(value));
+    }
+    runWell(words);
     const Sound expected = readSound(out);
-
-    const std::pair<const char *, float> settings[] = {
-        {"wet", -6},    {"dry", -9},       {"preverb", 20}, {"width", 0.5f},
-        {"pan", -0.3f}, {"max_fft", 2048}, {"zl", like.zl}, {"ll", like.ll}};
-    for (const auto &[symbol, value] : settings)
-        host.set(symbol, value);
     host.activate();
     host.load(fileChain(folder.file("ir.wav")));
     const auto random = randomLengths(11, 8192);

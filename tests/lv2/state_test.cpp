@@ -26,7 +26,8 @@ std::string textOf(Lv2Host &host, const LilvState *state) {
 
 TEST(Lv2State, IsFoundInAMovedFolderWithoutItsFirstFiles) {
     const TestFolder folder;
-    const std::string path = folder.file("a \"room\".wav"), state = folder.file("state");
+    const std::string path = folder.file("a \"room\" of \"Ann's\" 60.wav"),
+                      state = folder.file("state");
     writeSound(path, {44100.0, {roomNoise(5000, 4), roomNoise(5000, 5)}});
     Lv2Host host("stereo");
     host.activate();
@@ -65,6 +66,7 @@ TEST(Lv2State, IsFoundInAMovedFolderWithoutItsFirstFiles) {
     EXPECT_EQ(other.requests, 0);
     // Links are followed, since hosts delete old states.
     EXPECT_EQ(other.told().texts["response"], std::filesystem::canonical(path).string());
+    EXPECT_FLOAT_EQ(other.told().numbers["length"], 5000.0f / 44100.0f);
 }
 
 TEST(Lv2State, TellsTheLastWishInEqualBytes) {
@@ -84,6 +86,26 @@ TEST(Lv2State, TellsTheLastWishInEqualBytes) {
     lilv_state_free(again);
 }
 
+TEST(Lv2State, RestoredTwiceWithinAFadeIsTheLastOne) {
+    Lv2Host host("stereo"), other("stereo");
+    host.activate();
+    host.load("NORM 0.25");
+    host.silence(64);
+    for (const char *chain : {"VERBGEN\nNORM 0.1", "VERBGEN\nNORM 0.2"}) {
+        other.load(chain);
+        LilvState *state = other.saved();
+        host.restore(state, true);
+        lilv_state_free(state);
+        host.work();
+        host.silence(64);
+    }
+    host.silence(4096, 2);
+    host.work();
+    host.silence(4096, 2);
+    EXPECT_EQ(host.told().texts["chain"], other.told().texts["chain"]);
+    EXPECT_NEAR(host.told().numbers["peak"], -13.98, 0.1);
+}
+
 TEST(Lv2State, OfAChunkAloneGivesTheSameSound) {
     Lv2Host host("stereo"), other("stereo"), third("stereo");
     host.activate();
@@ -91,7 +113,7 @@ TEST(Lv2State, OfAChunkAloneGivesTheSameSound) {
     LilvState *saved = host.saved();
     third.activate();
     third.silence(64);
-    other.restoreChunk(saved);
+    other.restoreOwn({*host.ownState().find("urn:tonvale:chunk")});
     other.activate();
     EXPECT_LT(largestDifference(heardWith(host), heardWith(other)), 1e-6);
     // In play, by the scheduler of the call, and without a key of ours.
@@ -101,7 +123,7 @@ TEST(Lv2State, OfAChunkAloneGivesTheSameSound) {
     third.silence(4096, 12);
     EXPECT_EQ(third.told().texts["chain"], host.told().texts["chain"]);
     lilv_state_free(saved);
-    third.restoreNothing();
+    third.restoreOwn({});
     third.silence(64);
     EXPECT_EQ(third.told().order.size(), 7U);
 }

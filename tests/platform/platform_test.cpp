@@ -1,6 +1,7 @@
 #include "platform/auto_reset_event.h"
 #include "platform/critical_section.h"
 #include "platform/flush_to_zero.h"
+#include "platform/worker_thread.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
@@ -106,6 +107,37 @@ TEST(FlushToZeroScope, FlushesToItsEndAndNotBeyond) {
         EXPECT_GT(halved(), 0.0);
     }).join();
 }
+
+#ifndef _WIN32
+TEST(WorkerThread, RunsAStepBelowACallerInRealTimeAndElseAsBefore) {
+    struct Seen {
+        AutoResetEvent go{};
+        int policy = -1;
+        sched_param schedule{};
+    } seen;
+    WorkerThread worker;
+    ASSERT_TRUE(worker.start(
+        [](void *place) {
+            auto &own = *static_cast<Seen *>(place);
+            own.go.wait(20s);
+            own.policy = sched_getscheduler(0);
+            sched_getparam(0, &own.schedule);
+        },
+        &seen));
+    worker.keepUpWithCaller();
+    bool isGranted = false;
+    std::thread([&] {
+        sched_param schedule{};
+        schedule.sched_priority = 30;
+        isGranted = pthread_setschedparam(pthread_self(), SCHED_FIFO, &schedule) == 0;
+        worker.keepUpWithCaller();
+    }).join();
+    seen.go.signal();
+    worker.join();
+    EXPECT_EQ(seen.policy, isGranted ? SCHED_FIFO : SCHED_OTHER);
+    EXPECT_EQ(seen.schedule.sched_priority, isGranted ? 29 : 0);
+}
+#endif
 
 } // namespace
 } // namespace tonvale

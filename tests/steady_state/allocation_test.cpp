@@ -1,53 +1,8 @@
 #include "convolution/containers/raw_memory.h"
+#include "steady_state/allocation_count.h"
 #include "test_host/effect_driver.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-
-// Counts what a thread allocates. With the GNU C library, this program's malloc stands before the
-// library's for every module in the process; elsewhere, and with sanitizers, which have a heap of
-// their own, the requests that ask the gate alone are counted.
-
-namespace {
-
-thread_local bool counting = false;
-thread_local int allocations = 0;
-
-void note() {
-    allocations += counting;
-}
-
-} // namespace
-
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-extern "C" {
-void *__libc_malloc(size_t);
-void *__libc_calloc(size_t, size_t);
-void *__libc_realloc(void *, size_t);
-void *__libc_memalign(size_t, size_t);
-
-void *malloc(size_t size) {
-    note();
-    return __libc_malloc(size);
-}
-
-void *calloc(size_t count, size_t size) {
-    note();
-    return __libc_calloc(count, size);
-}
-
-void *realloc(void *block, size_t size) {
-    note();
-    return __libc_realloc(block, size);
-}
-
-void *aligned_alloc(size_t alignment, size_t size) {
-    note();
-    return __libc_memalign(alignment, size);
-}
-}
-#endif
 
 namespace tonvale::test {
 namespace {
@@ -55,9 +10,9 @@ namespace {
 /// While it lives, what asks the gate is counted too.
 struct GateCount {
     GateCount() {
-        allocations = 0;
+        resetAllocationCount();
         setAllocationGate([](size_t) {
-            note();
+            noteAllocation();
             return true;
         });
     }
@@ -95,25 +50,23 @@ TEST_P(SteadyState, AllocatesNothingOnTheAudioThread) {
         samples += frames;
     }
     constexpr int32_t turned[] = {0, 1, 4, 5}; // what acts at the next block
-    counting = true;
+    const AllocationsCounted counted;
     for (int block = 0; block < 10000; ++block) {
         play(nextBlock());
         if (block % 1000 == 0)
             driver.set(turned[block / 1000 % 4], 0.3f + 1e-5f * static_cast<float>(block));
     }
-    counting = false;
-    EXPECT_EQ(allocations, 0);
+    EXPECT_EQ(countedAllocations(), 0);
 }
 
 TEST(AllocationCount, SeesAllocationsOfEitherKind) {
     const GateCount gate;
-    counting = true;
+    const AllocationsCounted counted;
     freeRaw(allocateRaw(100));
-    const int raw = allocations;
+    const int raw = countedAllocations();
     ::operator delete(::operator new(100));
-    counting = false;
     EXPECT_GE(raw, 1);
-    EXPECT_GT(allocations, raw);
+    EXPECT_GT(countedAllocations(), raw);
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, SteadyState, testing::ValuesIn(allModes),

@@ -2,6 +2,7 @@
 
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
+#include "workbench/cli/sound/holes.h"
 #include "workbench/cli/sound/sound_reader.h"
 #include "workbench/cli/sound/speakers.h"
 #include "workbench/cli/sound/truncation.h"
@@ -9,12 +10,13 @@
 #include "workbench/services/media.h"
 
 #include <algorithm>
-#include <cmath>
 #include <unistd.h>
 
 namespace tonvale::workbench {
 
 namespace {
+
+constexpr int wholeBlock = 65536;
 
 bool isPlausible(const SF_INFO &info) {
     return info.frames >= 0 && info.frames != SF_COUNT_MAX && info.samplerate >= 1 &&
@@ -32,14 +34,12 @@ double sampleOf(short number) {
     return number * 0x1p-15;
 }
 double sampleOf(double number) {
-    return std::isfinite(number) ? number : 0.0;
+    return number;
 }
 
-/// Reads up to `count` frames by way of `interleaved`, writes each channel's samples into its plane
-/// and answers how many there were.
+/// Reads up to `count` frames and answers how many there were.
 template <class Number>
-int readApart(SNDFILE *file, std::vector<Number> &interleaved, size_t width, double *const *planes,
-              int count) {
+int readInterleaved(SNDFILE *file, std::vector<Number> &interleaved, size_t width, int count) {
     interleaved.resize(static_cast<size_t>(count) * width);
     int got = 0;
     while (got < count) {
@@ -49,12 +49,17 @@ int readApart(SNDFILE *file, std::vector<Number> &interleaved, size_t width, dou
             break;
         got += static_cast<int>(more);
     }
+    return got;
+}
+
+template <class Number>
+void separate(const std::vector<Number> &interleaved, size_t width, int count,
+              double *const *planes) {
     for (size_t c = 0; c < width; ++c) {
         const Number *from = interleaved.data() + c;
-        for (int i = 0; i < got; ++i, from += width)
+        for (int i = 0; i < count; ++i, from += width)
             planes[c][i] = sampleOf(*from);
     }
-    return got;
 }
 
 } // namespace
@@ -118,15 +123,44 @@ int Recording::read(double *const *planes, int count) {
     const int64_t left = promised ? *promised - position : count;
     const auto wanted = static_cast<int>(std::min<int64_t>(left, count));
     const auto width = static_cast<size_t>(channelCount);
-    // What has 16 bits needs no way through the library's own doubles.
-    const int got = hasShorts ? readApart(file.get(), shorts, width, planes, wanted)
-                              : readApart(file.get(), doubles, width, planes, wanted);
+    int got = 0;
+    if (hasShorts) {
+        // What has 16 bits needs no way through the library's own doubles.
+        got = readInterleaved(file.get(), shorts, width, wanted);
+        separate(shorts, width, got, planes);
+    } else {
+        got = readInterleaved(file.get(), doubles, width, wanted);
+        if (fillHoles({doubles.data(), static_cast<size_t>(got) * width}))
+            warnOfHoles(name);
+        separate(doubles, width, got, planes);
+    }
     position += got;
     if (got < wanted && promised)
         warnTruncated(name);
     if (position == 0)
         throw Problem(name + ": holds no samples");
     return got;
+}
+
+std::vector<std::vector<double>> Recording::readAll(size_t mostSamples) {
+    const auto width = static_cast<size_t>(channelCount);
+    std::vector<std::vector<double>> samples(width);
+    std::vector<double *> planes(width);
+    size_t length = 0;
+    int got = 0;
+    do {
+        for (size_t c = 0; c < width; ++c) {
+            samples[c].resize(length + wholeBlock);
+            planes[c] = samples[c].data() + length;
+        }
+        got = read(planes.data(), wholeBlock);
+        length += static_cast<size_t>(got);
+        if (length * width > mostSamples)
+            throw Problem(name + ": is too long to be held in memory");
+    } while (got == wholeBlock);
+    for (auto &channel : samples)
+        channel.resize(length);
+    return samples;
 }
 
 } // namespace tonvale::workbench

@@ -10,7 +10,8 @@
 namespace tonvale::workbench {
 
 /// Reads a media file, or a WAV from standard input ("-"), from start to end in its own rate and
-/// channels, in constant memory. Samples that aren't finite read as 0. One thread at a time.
+/// channels, in constant memory. Samples that aren't finite read as 0, with a warning. One thread
+/// at a time.
 class Recording {
   public:
     /// Throws Problem when it can't be opened, holds no samples or has more channels than the
@@ -28,6 +29,9 @@ class Recording {
     /// Writes the next samples of each channel into `planes` and answers how many: fewer than
     /// `count` at the end only. Throws Problem where there was none at all.
     int read(double *const *planes, int count);
+
+    /// What is left of each channel. Throws Problem where that is more than `mostSamples` in all.
+    std::vector<std::vector<double>> readAll(size_t mostSamples);
 
   private:
     struct Close {
