@@ -1,6 +1,6 @@
 #pragma once
 
-#include "workbench/cli/sound/file_handle.h"
+#include "workbench/cli/file_handle.h"
 
 #include <filesystem>
 #include <functional>

@@ -2,8 +2,8 @@
 
 #include "host/host_objects.h"
 #include "measure/measure_outcome.h"
-#include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/output_file.h"
+#include "workbench/cli/progress_bar.h"
 #include "workbench/cli/sound/sound_writer.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #include "workbench/cli/commands/commands.h"
 #include "workbench/cli/commands/list_line.h"
-#include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/options/stage_catalogue.h"
 #include "workbench/cli/plugin_module.h"
 
 #include <cstdio>

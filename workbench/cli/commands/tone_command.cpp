@@ -1,8 +1,8 @@
 #include "measure/test_tone.h"
 #include "workbench/cli/commands/commands.h"
-#include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/measuring_host.h"
-#include "workbench/cli/commands/option_values.h"
+#include "workbench/cli/options/format_options.h"
+#include "workbench/cli/options/option_values.h"
 #include "workbench/cli/problem.h"
 
 #include <cmath>

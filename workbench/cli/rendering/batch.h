@@ -20,13 +20,13 @@ struct BatchPlan {
 /// Throws Problem where two inputs would become one output, or one an input of this run.
 void checkBatch(const BatchPlan &plan);
 
-/// Renders them all, as many at a time as `atOnce`, and prints a line for each, on standard error
-/// where it failed; one that fails leaves the others alone. Answers the seconds that were written.
-/// Throws ToldProblem at the end where one failed.
+/// Renders many recordings; one that fails leaves the others alone.
 class Batch {
   public:
     Batch(const BatchPlan &plan, Renderer &renderer, StateFile *state);
 
+    /// Renders them all, as many at a time as `atOnce`, and prints a line for each, on standard
+    /// error where it failed.
     void run(int atOnce, const Renderer::Describe &describe);
     double writtenSeconds() const { return written; }
     bool hasFailed() const { return failed; }

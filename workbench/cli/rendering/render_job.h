@@ -1,7 +1,7 @@
 #pragma once
 
-#include "workbench/cli/commands/progress_bar.h"
 #include "workbench/cli/output_file.h"
+#include "workbench/cli/progress_bar.h"
 #include "workbench/cli/rendering/renderer.h"
 
 #include <mutex>

@@ -1,6 +1,6 @@
 #include "workbench/cli/rendering/renderer.h"
 
-#include "workbench/cli/commands/chain_warnings.h"
+#include "workbench/cli/options/chain_warnings.h"
 #include "workbench/cli/problem.h"
 #include "workbench/cli/rendering/block_pipeline.h"
 #include "workbench/cli/sound/impulse_response.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "workbench/cli/commands/chain_options.h"
-#include "workbench/cli/commands/progress_bar.h"
-#include "workbench/cli/commands/settings_options.h"
+#include "workbench/cli/options/chain_options.h"
+#include "workbench/cli/options/settings_options.h"
+#include "workbench/cli/progress_bar.h"
 #include "workbench/cli/rendering/engine_lane.h"
 #include "workbench/cli/sound/recording.h"
 #include "workbench/cli/sound/sound_writer.h"

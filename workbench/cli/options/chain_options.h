@@ -1,6 +1,6 @@
 #pragma once
 
-#include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/options/stage_catalogue.h"
 #include "workbench/cli/plugin_module.h"
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-#include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/options/stage_catalogue.h"
 
 #include "workbench/cli/problem.h"
 

@@ -1,4 +1,4 @@
-#include "workbench/cli/commands/option_values.h"
+#include "workbench/cli/options/option_values.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "workbench/cli/commands/format_options.h"
+#include "workbench/cli/options/format_options.h"
 
 namespace tonvale::workbench {
 

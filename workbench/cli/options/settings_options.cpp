@@ -1,7 +1,7 @@
-#include "workbench/cli/commands/settings_options.h"
+#include "workbench/cli/options/settings_options.h"
 
 #include "chain/decibels.h"
-#include "workbench/cli/commands/option_values.h"
+#include "workbench/cli/options/option_values.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,7 +1,7 @@
-#include "workbench/cli/commands/chain_options.h"
+#include "workbench/cli/options/chain_options.h"
 
-#include "workbench/cli/commands/chain_warnings.h"
-#include "workbench/cli/commands/state_file.h"
+#include "workbench/cli/options/chain_warnings.h"
+#include "workbench/cli/options/state_file.h"
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
 #include "workbench/cli/sound/sound_reader.h"

@@ -1,4 +1,4 @@
-#include "workbench/cli/commands/progress_bar.h"
+#include "workbench/cli/progress_bar.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
-#include "workbench/cli/commands/chain_warnings.h"
+#include "workbench/cli/options/chain_warnings.h"
 
-#include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/options/stage_catalogue.h"
 #include "workbench/cli/sound/impulse_response.h"
 #include "workbench/cli/warnings.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "workbench/cli/commands/stage_units.h"
+#include "workbench/cli/options/stage_units.h"
 
 #include <limits>
 #include <optional>

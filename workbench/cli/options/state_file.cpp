@@ -1,6 +1,6 @@
-#include "workbench/cli/commands/state_file.h"
+#include "workbench/cli/options/state_file.h"
 
-#include "workbench/cli/commands/stage_catalogue.h"
+#include "workbench/cli/options/stage_catalogue.h"
 #include "workbench/cli/problem.h"
 
 #include <algorithm>

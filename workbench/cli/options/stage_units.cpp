@@ -1,4 +1,4 @@
-#include "workbench/cli/commands/stage_units.h"
+#include "workbench/cli/options/stage_units.h"
 
 #include "workbench/cli/problem.h"
 
