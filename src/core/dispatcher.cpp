@@ -60,8 +60,8 @@ void setSampleRate(ReverbPlugin &plugin, double rate) {
             plugin.sampleRate = rate;
         plugin.applyDelayChange();
     }
-    plugin.rebuildImpulse();
-    plugin.resetAudioState();
+    if (plugin.rebuildImpulse())
+        plugin.resetAudioState();
 }
 
 intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t value, void *ptr,
@@ -86,7 +86,6 @@ intptr_t dispatch(ReverbPlugin &plugin, int32_t opcode, int32_t index, intptr_t 
             plugin.resetAudioState();
         return 0;
     case effEditOpen:
-        plugin.editor.close();
         return openEditor(plugin, static_cast<HWND>(ptr)) ? 1 : 0;
     case effEditClose:
         plugin.editor.close();
@@ -132,7 +131,7 @@ intptr_t dispatchEffect(AEffect *effect, int32_t opcode, int32_t index, intptr_t
     if (!plugin)
         return 0;
     if (opcode == effClose) {
-        delete plugin;
+        plugin->close();
         return 0;
     }
     try {

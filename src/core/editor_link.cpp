@@ -25,8 +25,9 @@ void EditorLink::forgetGesture() {
 }
 
 void EditorLink::closeStageDialog() {
-    stageDialog.destroy();
+    // First, since its end may bring another stage on show.
     currentStage = nullptr;
+    stageDialog.destroy();
 }
 
 void EditorLink::closeDialogOf(const ImpulseGenerator *stage) {

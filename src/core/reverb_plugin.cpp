@@ -45,6 +45,20 @@ ReverbPlugin::~ReverbPlugin() {
     removeEditorUser();
 }
 
+void ReverbPlugin::close() {
+    {
+        CriticalScope rebuildScope(rebuildLock);
+        closing = rebuilding;
+    }
+    if (!closing) {
+        delete this;
+        return;
+    }
+    ModuleState &module = moduleState();
+    module.instanceList.remove(module.instanceList.find(this));
+    editor.close();
+}
+
 /// Under audioLock.
 AudioPath::Settings ReverbPlugin::audioSettings() {
     return {.channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels),
@@ -109,26 +123,34 @@ void ReverbPlugin::setParameter(int32_t index, double value) {
         rebuildImpulse();
 }
 
-void ReverbPlugin::rebuildImpulse(bool isRetry) noexcept {
+bool ReverbPlugin::rebuildImpulse(bool isRetry) noexcept {
     rebuildPending = 0;
     bool retry = false;
+    bool ended = false;
     {
         CriticalScope rebuildScope(rebuildLock);
         rebuildAgain = rebuilding;
         if (rebuilding)
-            return;
+            return true;
         rebuilding = true;
         if (!isRetry)
             failedRebuilds = 0;
         bool done = rebuildOnce();
-        if (std::exchange(rebuildAgain, false))
+        if (std::exchange(rebuildAgain, false) && !closing)
             done = rebuildOnce() && !rebuildAgain;
         rebuilding = false;
         failedRebuilds = done ? 0 : failedRebuilds + 1;
         retry = !done && failedRebuilds <= mostRetries;
+        ended = closing;
     }
-    if (retry)
-        requestRebuildAtIdle(this);
+    if (ended) {
+        delete this;
+        return false;
+    }
+    if (!retry)
+        return true;
+    requestRebuildAtIdle(this);
+    return moduleState().instanceList.find(this) >= 0;
 }
 
 /// Answers false, and leaves response and engines as they were, where memory ran out.

@@ -46,7 +46,12 @@ struct ReverbPlugin {
     /// audioLock. A request from inside, by a host that calls back while the chain runs, is noted
     /// and done once at the end. Where memory runs out, also for a stage, the old engines go on,
     /// and the request is done again at the host's idle calls, a few times: with `isRetry`.
-    void rebuildImpulse(bool isRetry = false) noexcept;
+    /// Answers false where the host closed the instance from inside: it is gone then.
+    bool rebuildImpulse(bool isRetry = false) noexcept;
+
+    /// Ends the instance: at once, or, from inside a rebuild, when that is through. On the host's
+    /// main thread, which touches the instance no more.
+    void close();
 
     /// Closes the dialog of a stage that left the chain, and deletes it. On the host's main thread.
     void retire(ImpulseChain::Stage stage);
@@ -82,6 +87,7 @@ struct ReverbPlugin {
     // Under rebuildLock.
     bool rebuilding = false;
     bool rebuildAgain = false;
+    bool closing = false;       ///< gone when the rebuild is through
     int32_t failedRebuilds = 0; ///< in a row
 };
 

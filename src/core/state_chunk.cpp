@@ -170,7 +170,8 @@ void loadChunk(ReverbPlugin &plugin, const void *data, int32_t size) {
 
     storeRelaxed(plugin.effect.numInputs, channels);
     storeRelaxed(plugin.effect.numOutputs, channels);
-    plugin.rebuildImpulse();
+    if (!plugin.rebuildImpulse())
+        return;
     plugin.applyDelayChange();
     plugin.settleGains();
     plugin.editor.postReload();

@@ -98,9 +98,11 @@ intptr_t putStage(ReverbPlugin &plugin, int32_t index, bool replace, const char 
 }
 
 intptr_t finishChain(ReverbPlugin &plugin) {
-    plugin.rebuildImpulse();
-    plugin.tellHostOfChange();
-    plugin.editor.postReload();
+    if (plugin.rebuildImpulse()) {
+        plugin.tellHostOfChange();
+        if (moduleState().instanceList.find(&plugin) >= 0)
+            plugin.editor.postReload();
+    }
     return vendorChainAnswer;
 }
 

@@ -11,7 +11,6 @@
 #include "text/window_text.h"
 
 #include <span>
-#include <string>
 
 namespace tonvale {
 
@@ -23,7 +22,6 @@ constexpr const char *automatic[] = {"Automatic"};
 /// A combo box and the setting that it chooses.
 struct ChannelBox {
     int id;
-    const char *spokenName;
     Relaxed<int32_t> ImpulseGenerator_ChanTool::*setting;
     std::span<const char *const> words; ///< the first entries, to be translated
     int32_t lastNumber;                 ///< the other entries are 1 to this
@@ -32,25 +30,30 @@ struct ChannelBox {
 
 using Tool = ImpulseGenerator_ChanTool;
 constexpr ChannelBox boxes[] = {
-    {CHANNEL_SOURCE, "Source channel", &Tool::source, {}, Tool::maxGroup, 0},
-    {CHANNEL_COUNT, "Channel count", &Tool::count, {}, Tool::maxGroup, 1},
-    {CHANNEL_ACTION, "Channel action", &Tool::action, actions, 0, 0},
-    {CHANNEL_DESTINATION, "Destination channel", &Tool::destination, {}, Tool::maxGroup, 0},
-    {CHANNEL_TOTAL, "Total channel count", &Tool::total, automatic, Tool::maxGroup, 0},
+    {CHANNEL_SOURCE, &Tool::source, {}, Tool::maxGroup, 0},
+    {CHANNEL_COUNT, &Tool::count, {}, Tool::maxGroup, 1},
+    {CHANNEL_ACTION, &Tool::action, actions, 0, 0},
+    {CHANNEL_DESTINATION, &Tool::destination, {}, Tool::maxGroup, 0},
+    {CHANNEL_TOTAL, &Tool::total, automatic, Tool::maxGroup, 0},
+};
+
+constexpr SpokenControl spokenControls[] = {
+    {CHANNEL_SOURCE, "Source channel"},     {CHANNEL_COUNT, "Channel count"},
+    {CHANNEL_ACTION, "Channel action"},     {CHANNEL_DESTINATION, "Destination channel"},
+    {CHANNEL_TOTAL, "Total channel count"},
 };
 
 void fill(HWND comboBox, const ChannelBox &box) {
     for (const char *word : box.words)
         addComboItem(comboBox, localizedText(word, "tonvale", 0));
-    for (int32_t number = 1; number <= box.lastNumber; ++number)
-        addComboItem(comboBox, std::to_string(number));
+    addNumbers(comboBox, box.lastNumber);
 }
 
 void begin(Tool &stage, HWND dialog) {
     stage.dialog.set(dialog);
+    nameControls(dialog, spokenControls);
     for (const ChannelBox &box : boxes) {
         const HWND comboBox = GetDlgItem(dialog, box.id);
-        nameControl(comboBox, localizedText(box.spokenName, "tonvale", 0));
         fill(comboBox, box);
         // A setting that has no entry selects none. Nothing but a text form gives one.
         const int64_t entry = int64_t{stage.*box.setting} - box.firstValue;
@@ -60,8 +63,7 @@ void begin(Tool &stage, HWND dialog) {
 }
 
 void end(Tool &stage, HWND dialog) {
-    for (const ChannelBox &box : boxes)
-        nameControl(GetDlgItem(dialog, box.id), nullptr);
+    unnameControls(dialog, spokenControls);
     stage.dialog.set(nullptr);
 }
 

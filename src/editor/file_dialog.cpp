@@ -7,6 +7,7 @@
 #include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
 #include "editor/row_controls.h"
+#include "editor/stage_dialog.h"
 #include "host/host_functions.h"
 #include "host/localized_text.h"
 #include "text/directory_scan.h"
@@ -55,12 +56,7 @@ constexpr GainMode gainModes[] = {
     {"[deprecated] normalize to -18dB", Stage::normalisePeak},
 };
 
-struct SpokenName {
-    int id;
-    const char *name;
-};
-
-constexpr SpokenName spokenNames[] = {
+constexpr SpokenControl spokenControls[] = {
     {FILE_LIST, "File list"},
     {FILE_GAIN, "Gain adjustment"},
     {FILE_OFFSET, "Destination channel offset"},
@@ -142,8 +138,7 @@ void showStatus(Stage &stage, HWND dialog) {
 
 void begin(Stage &stage, HWND dialog) {
     stage.dialog.set(dialog);
-    for (const SpokenName &spoken : spokenNames)
-        nameControl(GetDlgItem(dialog, spoken.id), localizedText(spoken.name, section, 0));
+    nameControls(dialog, spokenControls);
 
     const int32_t flags = stage.flags;
     tell(dialog, FILE_MONO, BM_SETCHECK, flags & Stage::mixToMono ? BST_CHECKED : BST_UNCHECKED);
@@ -153,15 +148,13 @@ void begin(Stage &stage, HWND dialog) {
         if (mode.flags == (flags & gainBits))
             tell(dialog, FILE_GAIN, CB_SETCURSEL, static_cast<WPARAM>(item));
     }
-    for (int32_t number = 1; number <= offsetCount; ++number)
-        addComboItem(GetDlgItem(dialog, FILE_OFFSET), std::to_string(number));
+    addNumbers(GetDlgItem(dialog, FILE_OFFSET), offsetCount);
     showFile(stage, dialog);
     showStatus(stage, dialog);
 }
 
 void end(Stage &stage, HWND dialog) {
-    for (const SpokenName &spoken : spokenNames)
-        nameControl(GetDlgItem(dialog, spoken.id), nullptr);
+    unnameControls(dialog, spokenControls);
     stage.dialog.set(nullptr);
 }
 

@@ -178,7 +178,10 @@ INT_PTR CALLBACK mainDialogProcedure(HWND window, UINT message, WPARAM wParam, L
 }
 
 bool openEditor(ReverbPlugin &plugin, HWND parent) {
-    return createLocalizedDialog(DIALOG_MAIN, parent, mainDialogProcedure, &plugin) != nullptr;
+    plugin.editor.close();
+    // The host, which is told of what the end commits, may close the instance from inside.
+    return isAlive(plugin) &&
+           createLocalizedDialog(DIALOG_MAIN, parent, mainDialogProcedure, &plugin) != nullptr;
 }
 
 } // namespace tonvale

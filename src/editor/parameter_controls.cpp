@@ -5,6 +5,7 @@
 #include "core/reverb_plugin.h"
 #include "editor/fader.h"
 #include "editor/mute.h"
+#include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
 #include "editor/row_controls.h"
 #include "host/localized_text.h"
@@ -20,10 +21,7 @@ namespace {
 constexpr int32_t smallestMaxFft = 32;
 constexpr int32_t largestMaxFft = 16384;
 
-constexpr struct {
-    int id;
-    const char *name;
-} spokenControls[] = {
+constexpr SpokenControl spokenControls[] = {
     {MAIN_STAGE_LIST, "Impulse response loaders/modifiers"},
     {MAIN_ADD, "Add impulse response loader/modifier"},
     {MAIN_REMOVE, "Remove selected impulse response loader/modifier"},
@@ -132,14 +130,12 @@ void prepareParameterControls(HWND dialog) {
 
 void nameMainControls(HWND dialog) {
     rowsOf(dialog).name();
-    for (const auto &[id, name] : spokenControls)
-        nameControl(GetDlgItem(dialog, id), localizedText(name, "tonvale", 0));
+    nameControls(dialog, spokenControls);
 }
 
 void unnameMainControls(HWND dialog) {
     rowsOf(dialog).unname();
-    for (const auto &[id, name] : spokenControls)
-        nameControl(GetDlgItem(dialog, id), nullptr);
+    unnameControls(dialog, spokenControls);
 }
 
 void syncControls(ReverbPlugin &plugin, HWND dialog, uint32_t mask) {
@@ -216,8 +212,7 @@ void takeMaxFft(ReverbPlugin &plugin, HWND dialog) {
     if (size < 1)
         return;
     plugin.params[paramMaxFft] = plainToParam(paramMaxFft, size);
-    plugin.rebuildImpulse();
-    plugin.tellHostOfChange();
+    rebuildAndTellHost(plugin);
 }
 
 void copyToAll(ReverbPlugin &plugin) {

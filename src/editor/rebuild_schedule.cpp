@@ -39,7 +39,7 @@ void rebuildAfterPause(ReverbPlugin &plugin, HWND mainDialog) {
     plugin.rebuildImpulse();
     if (isOpen(plugin, mainDialog))
         SetTimer(mainDialog, tellHostTimer, tellHostDelay, nullptr);
-    else
+    else if (isAlive(plugin))
         plugin.tellHostOfChange();
 }
 
@@ -63,10 +63,16 @@ void scheduleRebuild(HWND stageDialog, bool immediately) {
         SetTimer(mainDialog, rebuildTimer, rebuildDelay, nullptr);
 }
 
+void rebuildAndTellHost(ReverbPlugin &plugin) {
+    const bool isHeld = isAlive(plugin);
+    plugin.rebuildImpulse();
+    if (isAlive(plugin) == isHeld)
+        plugin.tellHostOfChange();
+}
+
 void commitRebuild(ReverbPlugin &plugin, HWND mainDialog) {
     stopTimers(mainDialog);
-    plugin.rebuildImpulse();
-    plugin.tellHostOfChange();
+    rebuildAndTellHost(plugin);
 }
 
 bool handleRebuildTimer(ReverbPlugin &plugin, HWND mainDialog, UINT_PTR timer) {
@@ -92,8 +98,8 @@ DueWork takeDueWork(const ReverbPlugin &plugin, HWND mainDialog) {
 
 void finishWork(ReverbPlugin &plugin, const DueWork &due) {
     if (due.rebuild)
-        plugin.rebuildImpulse();
-    if (due.rebuild || due.tellHost)
+        rebuildAndTellHost(plugin);
+    else if (due.tellHost)
         plugin.tellHostOfChange();
 }
 

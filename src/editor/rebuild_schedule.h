@@ -19,7 +19,11 @@ constexpr UINT_PTR tellHostTimer = 667;
 /// nothing.
 void scheduleRebuild(HWND stageDialog, bool immediately);
 
-/// A request that waits no longer: rebuilds, and tells the host.
+/// Rebuilds, and tells the host unless it closed the instance while the rebuild asked it for
+/// something. Nothing of the instance may be touched behind this.
+void rebuildAndTellHost(ReverbPlugin &plugin);
+
+/// A request that waits no longer.
 void commitRebuild(ReverbPlugin &plugin, HWND mainDialog);
 /// The two timers. False for any other.
 bool handleRebuildTimer(ReverbPlugin &plugin, HWND mainDialog, UINT_PTR timer);

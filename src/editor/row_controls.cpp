@@ -37,6 +37,12 @@ const char *spokenName(const char *name) {
     return name;
 }
 
+/// Null takes the name back.
+void nameControl(HWND control, const char *text) {
+    if (control && hostFunctions.SetWindowAccessibilityString)
+        hostFunctions.SetWindowAccessibilityString(control, text, 0);
+}
+
 bool isWheel(UINT message) {
     const UINT older = editorModule().wheelMessage;
     return message == WM_MOUSEWHEEL || (older != 0 && message == older);
@@ -166,9 +172,14 @@ bool RowControls::forwardWheel(DialogActivity &activity, UINT message, WPARAM wP
     return true;
 }
 
-void nameControl(HWND control, const char *text) {
-    if (control && hostFunctions.SetWindowAccessibilityString)
-        hostFunctions.SetWindowAccessibilityString(control, text, 0);
+void nameControls(HWND dialog, std::span<const SpokenControl> controls) {
+    for (const auto &[id, name] : controls)
+        nameControl(GetDlgItem(dialog, id), localizedText(name, "tonvale", 0));
+}
+
+void unnameControls(HWND dialog, std::span<const SpokenControl> controls) {
+    for (const SpokenControl &spoken : controls)
+        nameControl(GetDlgItem(dialog, spoken.id), nullptr);
 }
 
 } // namespace tonvale

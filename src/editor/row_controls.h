@@ -60,8 +60,15 @@ class RowControls {
     const RowLaw &law;
 };
 
-/// Names any control for screen readers; null takes the name back.
-void nameControl(HWND control, const char *text);
+/// A control beside the rows that is spoken by more than its text.
+struct SpokenControl {
+    int id;
+    const char *name; ///< to be translated
+};
+
+/// Names them for screen readers at the dialog's start, and takes the names back at its end.
+void nameControls(HWND dialog, std::span<const SpokenControl> controls);
+void unnameControls(HWND dialog, std::span<const SpokenControl> controls);
 
 /// A turn of the wheel in the steps of a fader: `delta` / 32, but 1 or -1 where that would be 0 for
 /// one that isn't.

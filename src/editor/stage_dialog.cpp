@@ -163,6 +163,11 @@ void showStageStatus(StatusStage &stage, HWND dialog) {
     setControlText(dialog, STAGE_OUTPUT_STATUS, output);
 }
 
+void addNumbers(HWND comboBox, int32_t last) {
+    for (int32_t number = 1; number <= last; ++number)
+        addComboItem(comboBox, std::to_string(number));
+}
+
 HWND createStageDialog(ImpulseGenerator &stage, HWND parent) {
     for (const StageKind &kind : kinds) {
         if (kind.typeKey == stage.getTypeKey())

@@ -20,4 +20,7 @@ struct RowDialogHooks {
 /// Shows what came into the stage and what went out. Waits for a run of the stage.
 void showStageStatus(StatusStage &stage, HWND dialog);
 
+/// Adds the items 1 to `last` to a combo box.
+void addNumbers(HWND comboBox, int32_t last);
+
 } // namespace tonvale

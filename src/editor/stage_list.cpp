@@ -5,6 +5,7 @@
 #include "core/reverb_plugin.h"
 #include "editor/editor_module.h"
 #include "editor/mute.h"
+#include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
 #include "host/host_functions.h"
 #include "host/localized_text.h"
@@ -115,8 +116,10 @@ void showFocusedStage(ReverbPlugin &plugin, HWND dialog) {
     ImpulseGenerator *stage = plugin.chain.get(row);
     if (!stage || (editor.stageDialog && editor.currentStage == stage))
         return;
-    editor.closeStageDialog();
-    // The list, which may have got the keyboard, then has told of its focus.
+    // Forgotten first: at the dialog's end the list may get the keyboard, tell of its focus, and so
+    // bring another stage on show.
+    editor.currentStage = nullptr;
+    editor.stageDialog.destroy();
     if (editor.stageDialog)
         return;
     ListView_SetItemState(list, row, LVIS_FOCUSED, LVIS_FOCUSED);
@@ -249,9 +252,10 @@ void refreshStageList(ReverbPlugin &plugin, HWND dialog) {
     // The rows that a drag went over are no more.
     if (isDragging(dialog))
         endDrag(dialog);
-    plugin.editor.closeStageDialog();
     const HWND list = listOf(dialog);
     ListView_DeleteAllItems(list);
+    // Without rows the list, which may get the keyboard now, brings no other stage on show.
+    plugin.editor.closeStageDialog();
     const int32_t stages = plugin.chain.getSize();
     for (int32_t i = 0; i < stages; ++i)
         insertRow(list, i, plugin.chain.get(i), 0);
@@ -318,11 +322,9 @@ void removeSelectedStages(ReverbPlugin &plugin, HWND dialog) {
             plugin.retire(std::move(stage));
             removed = true;
         }
-        if (removed)
-            plugin.rebuildImpulse();
     }
     if (removed)
-        plugin.tellHostOfChange();
+        rebuildAndTellHost(plugin);
 }
 
 void takeListNotice(ReverbPlugin &plugin, HWND dialog, const NMHDR &notice) {
@@ -354,8 +356,7 @@ void dragStage(ReverbPlugin &plugin, HWND dialog) {
     from = to;
     insertRow(list, to, stage, selectedAndFocused);
     ListView_EnsureVisible(list, to, TRUE);
-    plugin.rebuildImpulse();
-    plugin.tellHostOfChange();
+    rebuildAndTellHost(plugin);
 }
 
 void endDrag(HWND dialog) {

@@ -174,6 +174,32 @@ TEST_F(Rebuild, BearsAHostThatCallsBackWhileItsFileIsRead) {
     hostFunctions.PCM_Source_CreateFromFile = openFile;
 }
 
+TEST_F(Rebuild, OutlastsAHostThatClosesTheInstanceWhileItsFileIsRead) {
+    auto *const openFile =
+        std::exchange(hostFunctions.PCM_Source_CreateFromFile, CallingSource::create);
+    std::string state;
+    const std::function<void(EffectDriver &)> calls[] = {
+        [&](EffectDriver &closed) { closed.load(state); },
+        [](EffectDriver &closed) { closed.set(paramZeroLatency, 0.0f); },
+        [](EffectDriver &closed) { closed.dispatch(effSetSampleRate, 0, 0, nullptr, 48000.0f); },
+        [](EffectDriver &closed) {
+            char none[] = "";
+            closed.vendor(24, "DONE", none);
+        },
+    };
+    for (const auto &call : calls) {
+        auto closed = std::make_unique<EffectDriver>();
+        closed->setChain({"FILELDR \"a\" 60", "FILELDR \"b\" 60"});
+        state = closed->save();
+        CallingSource::duringReading = [&] { closed.reset(); };
+        call(*closed);
+        CallingSource::duringReading = nullptr;
+        EXPECT_EQ(closed, nullptr);
+        EXPECT_EQ(CallingSource::open, 0);
+    }
+    hostFunctions.PCM_Source_CreateFromFile = openFile;
+}
+
 TEST(AudioPathExchange, KeepsItsTimeWhateverCameSinceTheEnginesWerePrimed) {
     EffectDriver host; // fetches the host's functions
     ImpulseBuffer impulse;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
+#include <iostream>
 #include <new>
 #include <string>
 #include <unistd.h>
@@ -50,8 +51,10 @@ std::string usageProblem(const CLI::App &program, const CLI::ParseError &error) 
 /// The words as CLI11 takes them, the last first: "help" and a command stand for its --help.
 std::vector<std::string> reversedWords(const CLI::App &program, int argc, char **argv) {
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-    if (!words.empty() && words.front() == "help") {
-        words.erase(words.begin());
+    const auto isOther = [](const std::string &word) { return word != "help"; };
+    const auto other = std::find_if(words.begin(), words.end(), isOther);
+    if (other != words.begin()) {
+        words.erase(words.begin(), other);
         // Behind a word that is no command, the option would be the program's own.
         const auto isMeant = [&](const CLI::App *command) {
             return command->get_name() == words.front();
@@ -76,12 +79,12 @@ int run(int argc, char **argv) {
     try {
         program.parse(reversedWords(program, argc, argv));
     } catch (const CLI::Success &wish) {
-        return program.exit(wish);
+        program.exit(wish);
     } catch (const CLI::ParseError &error) {
         const std::string problem = usageProblem(program, error) + "; see tonvale --help";
         return complain(problem.c_str(), wrongUsage);
     }
-    if (std::fflush(stdout) != 0)
+    if (!std::cout.flush() || std::fflush(stdout) != 0)
         return complain("standard output can't be written", failed);
     return tonvale::workbench::statusAfterWarnings();
 }

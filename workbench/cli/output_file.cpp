@@ -30,6 +30,8 @@ constexpr int slotCount = 64;
 TemporaryName temporaryNames[slotCount];
 static_assert(std::atomic<bool>::is_always_lock_free);
 
+constexpr int mostLinks = 40; // as the system follows
+
 constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 extern "C" void removeTemporaryFiles(int signalNumber) {
@@ -115,10 +117,10 @@ OutputFile::~OutputFile() {
 
 void OutputFile::findPlace() {
     std::error_code error;
-    if (fs::is_symlink(place, error)) {
-        const fs::path target = fs::weakly_canonical(place, error);
-        if (!error)
-            place = target;
+    for (int links = 0; fs::is_symlink(place, error); ++links) {
+        if (links == mostLinks)
+            fail(ELOOP);
+        place = folderOf(place) / fs::read_symlink(place, error);
     }
     const fs::file_status status = fs::status(place, error);
     if (fs::is_directory(status))

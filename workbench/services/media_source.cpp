@@ -276,7 +276,12 @@ SoundFile open(const char *path, SF_INFO &info, std::string &problem) {
         problem = "not a media file that can be read (" + reason + ")";
         return nullptr;
     }
-    if (info.frames < 0 || info.frames == SF_COUNT_MAX || info.samplerate < 1 ||
+    // Ogg files tell their length at their end alone.
+    if (info.frames == SF_COUNT_MAX) {
+        problem = "truncated: its end, which tells the length, is missing";
+        return nullptr;
+    }
+    if (info.frames < 0 || info.samplerate < 1 ||
         info.channels < 1 || info.channels > mostMediaChannels) {
         problem = "not a media file that can be read (damaged header)";
         return nullptr;

@@ -4,38 +4,27 @@
 #include "chain/window_messages.h"
 #include "editor/rebuild_schedule.h"
 #include "editor/resources/resource.h"
+#include "editor/response_picture.h"
 #include "test_host/heap_in_use.h"
 #include "text/window_text.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <memory>
 #include <thread>
 
-using namespace tonvale;
-using namespace tonvale::test;
+namespace tonvale::test {
 
 namespace {
 
-/// An audio thread, for as long as it lives.
-class RunningAudio {
-  public:
-    explicit RunningAudio(EffectDriver &driver)
-        : thread([this, &driver] {
-            const Channels block{noise(256, 1), noise(256, 2)};
-            while (!stop)
-                driver.process(block, 256);
-        }) {}
-    ~RunningAudio() {
-        stop = true;
-        thread.join();
-    }
-
-  private:
-    std::atomic<bool> stop{false};
-    std::thread thread;
-};
+/// Audio goes on for as long as what this answers lives.
+std::jthread runAudio(EffectDriver &driver) {
+    return std::jthread([&driver](const std::stop_token &stop) {
+        const Channels block{noise(256, 1), noise(256, 2)};
+        while (!stop.stop_requested())
+            driver.process(block, 256);
+    });
+}
 
 int childrenOf(HWND window) {
     int count = 0;
@@ -64,10 +53,6 @@ int windowNumber() {
     return LOWORD(window);
 }
 
-HWND peakEdit(const EditorWindow &editor) {
-    return GetDlgItem(editor.stage(), NORMALIZE_PEAK_EDIT);
-}
-
 } // namespace
 
 TEST(Editor, IsTheOnlyChildOfItsWindowAndGoneWhenClosed) {
@@ -93,8 +78,7 @@ TEST(Editor, IsTheOnlyChildOfItsWindowAndGoneWhenClosed) {
 }
 
 TEST(Editor, OpensWholeOrNotAtAllWhereMemoryIsShort) {
-    EditorWindow editor(0, false);
-    editor.driver.setChain({"NORM 0.5"});
+    EditorWindow editor({"NORM 0.5"}, 0, false);
     forEachRefusedRequest(300, [&](const Refusal &refusal) {
         intptr_t opened = 0;
         {
@@ -103,19 +87,15 @@ TEST(Editor, OpensWholeOrNotAtAllWhereMemoryIsShort) {
         }
         EXPECT_EQ(childrenOf(editor.host()), opened);
         EXPECT_EQ(editor.dialog() != nullptr, opened == 1);
-        if (opened == 0) {
-            EXPECT_EQ(editor.stage(), nullptr);
-            EXPECT_EQ(editor.plugin.editor.currentStage, nullptr);
-        }
+        EXPECT_TRUE(opened == 1 || (!editor.stage() && !editor.plugin.editor.currentStage));
         editor.close();
     });
     EXPECT_TRUE(editor.open());
-    EXPECT_EQ(windowText(peakEdit(editor)), "-6.0");
+    EXPECT_EQ(editor.stageText(NORMALIZE_PEAK_EDIT), "-6.0");
 }
 
 TEST(Editor, LeavesTheMessageQueueEmptyWhileNothingHappens) {
-    EditorWindow editor;
-    editor.driver.setChain({"ECHOGEN", "NORM 0.5"});
+    EditorWindow editor({"ECHOGEN", "NORM 0.5"});
     serve(500);
     const DWORD start = GetTickCount();
     while (GetTickCount() - start < 700) {
@@ -130,24 +110,13 @@ TEST(Editor, LeavesTheMessageQueueEmptyWhileNothingHappens) {
 }
 
 TEST(StageEdit, IsHeardAfterAPauseAndToldToTheHostAfterAnother) {
-    EditorWindow editor(0, false);
-    editor.driver.setChain({"ECHOGEN", "NORM 0.5"});
-    editor.open();
-    EXPECT_EQ(windowText(peakEdit(editor)), "-6.0") << "the last stage is on show";
-    serve(300);
-    editor.takeNotes();
-    editor.plugin.editor.displayDirty = 0;
-    typeInto(peakEdit(editor), "-12");
-    const auto isRebuilt = [&] {
-        double peak = 0;
-        CriticalScope scope(editor.plugin.rebuildLock);
-        for (int32_t i = 0; i < editor.plugin.impulse.getLength(); ++i)
-            peak = std::max(peak, std::abs(editor.plugin.impulse.getChannel(0)[i]));
-        return std::abs(peak - 0.251189) < 1e-5;
+    EditorWindow editor({"ECHOGEN", "NORM 0.5"});
+    typeInto(editor.inStage(NORMALIZE_PEAK_EDIT), "-12");
+    const auto isHeard = [&] {
+        return std::abs(responsePeak(editor.plugin.impulse) - 0.251189) < 1e-5;
     };
-    EXPECT_FALSE(isRebuilt());
-    EXPECT_TRUE(serveUntil(isRebuilt));
-    EXPECT_TRUE(editor.takeNotes().empty());
+    EXPECT_FALSE(isHeard());
+    EXPECT_TRUE(serveUntil(isHeard));
     // Not while the mouse holds a control.
     SetCapture(editor.control(MAIN_WET_FADER));
     serve(800);
@@ -170,16 +139,10 @@ TEST(StageEdit, IsHeardAfterAPauseAndToldToTheHostAfterAnother) {
 }
 
 TEST(Editor, ClosedInTheMiddleOfADragLetsGoOfAll) {
-    EditorWindow editor;
-    editor.driver.setChain({"NORM 0.1", "NORM 0.2", "NORM 0.3"});
-    serve();
-    const POINT first = editor.nameOf(0);
-    moveMouse(first);
-    pressMouse();
-    for (LONG y = first.y; y < editor.nameOf(1).y; y += 2)
-        moveMouse({first.x, y});
+    EditorWindow editor({"NORM 0.1", "NORM 0.2", "NORM 0.3"});
+    drag(editor.nameOf(0), editor.nameOf(1));
     ASSERT_EQ(GetCapture(), editor.dialog());
-    const auto chain = editor.chain();
+    const Lines chain = editor.chain();
     editor.close();
     EXPECT_EQ(GetCapture(), nullptr);
     editor.open();
@@ -190,15 +153,13 @@ TEST(Editor, ClosedInTheMiddleOfADragLetsGoOfAll) {
 
 TEST(Editor, ClosedWhileItsMenuIsOpenAddsNothing) {
     EditorWindow editor;
-    for (const bool closesInstance : {false, true}) {
-        auto *second = closesInstance ? new EditorWindow(1) : nullptr;
-        EditorWindow &used = second ? *second : editor;
-        const HWND add = used.control(MAIN_ADD);
-        later(200, [&used, second] {
-            if (second)
-                delete second;
-            else
-                used.close();
+    auto other = std::make_unique<EditorWindow>(Lines{}, 1);
+    const std::pair<HWND, std::function<void()>> ends[] = {
+        {editor.control(MAIN_ADD), [&] { editor.close(); }},
+        {other->control(MAIN_ADD), [&] { other.reset(); }}};
+    for (const auto &[add, end] : ends) {
+        later(200, [&end] {
+            end();
             pressKey(VK_DOWN);
             pressKey(VK_RETURN);
         });
@@ -211,7 +172,7 @@ TEST(Editor, ClosedWhileItsMenuIsOpenAddsNothing) {
 
 TEST(Editor, ClosedByAHostThatIsToldOfAStepTellsNothingBehindItsEnd) {
     const double gain = decibelsToFactor(-3);
-    const std::vector<std::pair<int32_t, std::vector<HostNote>>> cases{
+    const std::pair<int32_t, std::vector<HostNote>> cases[] = {
         {audioMasterBeginEdit, {began(paramDry), ended(paramDry)}},
         {audioMasterAutomate, {began(paramDry), changed(paramDry, gain), ended(paramDry)}},
         {audioMasterEndEdit, {ended(paramWet)}}};
@@ -232,15 +193,19 @@ TEST(Editor, ClosedByAHostThatIsToldOfAStepTellsNothingBehindItsEnd) {
             }
         }
     }
+    // An editor that is to take the place of one whose end the host is told of.
+    auto editor = std::make_unique<EditorWindow>();
+    setWindowText(editor->control(MAIN_WET_EDIT), "-6");
+    whenTold(audioMasterEndEdit, [&] { editor.reset(); });
+    EXPECT_FALSE(editor->open());
 }
 
 TEST(Editor, OpenedAgainAndAgainLeavesNothingBehind) {
-    EditorWindow editor(0, false);
-    editor.driver.setChain({"NORM 0.5"});
+    EditorWindow editor({"NORM 0.5"}, 0, false);
     const auto openEditAndClose = [&](int times) {
         for (int i = 0; i < times; ++i) {
             ASSERT_EQ(editor.driver.dispatch(effEditOpen, 0, 0, editor.host()), 1);
-            setWindowText(peakEdit(editor), "-3");
+            setWindowText(editor.inStage(NORMALIZE_PEAK_EDIT), "-3");
             setWindowText(editor.control(MAIN_WET_EDIT), "-3");
             RedrawWindow(editor.dialog(), nullptr, nullptr,
                          RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
@@ -260,14 +225,9 @@ TEST(Editor, OpenedAgainAndAgainLeavesNothingBehind) {
 }
 
 TEST(Editors, OfTwoInstancesStandSideBySideWhileAudioRuns) {
-    EditorWindow one(0), two(1);
-    RunningAudio oneAudio(one.driver), twoAudio(two.driver);
-    one.driver.setChain({"VERBGEN", "NORM 0.5"});
-    two.driver.setChain({"ECHOGEN", "NORM 0.5"});
-    serve();
-    click(one.nameOf(1));
-    click(two.nameOf(1));
-    typeInto(peakEdit(one), "-20");
+    EditorWindow one({"VERBGEN", "NORM 0.5"}), two({"ECHOGEN", "NORM 0.5"}, 1);
+    const auto oneAudio = runAudio(one.driver), twoAudio = runAudio(two.driver);
+    typeInto(one.inStage(NORMALIZE_PEAK_EDIT), "-20");
     click(two.iconOf(0));
     typeInto(two.control(MAIN_PREVERB_EDIT), "30");
     serve(500);
@@ -277,3 +237,5 @@ TEST(Editors, OfTwoInstancesStandSideBySideWhileAudioRuns) {
     EXPECT_EQ(one.plugin.params[paramPreverb], 0.0);
     EXPECT_EQ(two.text(MAIN_PREVERB_EDIT), "30");
 }
+
+} // namespace tonvale::test

@@ -6,54 +6,43 @@
 #include "text/window_text.h"
 
 #include <commctrl.h>
-#include <shellapi.h>
 #include <shlobj.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <map>
-#include <ostream>
 
 namespace tonvale::test {
 
 namespace {
 
-constexpr wchar_t className[] = L"TonvaleTestHost";
 constexpr int windowWidth = 620;
 constexpr int windowHeight = 500;
-constexpr int patience = 5000; // milliseconds
+constexpr DWORD patience = 5000; // milliseconds
+constexpr LONG handStep = 8;     // pixels
 
-std::map<AEffect *, std::vector<HostNote>> &hostNotesByEffect() {
-    static std::map<AEffect *, std::vector<HostNote>> notes;
-    return notes;
-}
-
-std::pair<int32_t, std::function<void()>> &actionWhenTold() {
-    static std::pair<int32_t, std::function<void()>> action;
-    return action;
-}
+std::map<AEffect *, std::vector<HostNote>> notesByEffect;
+std::pair<int32_t, std::function<void()>> actionWhenTold;
+std::function<void()> laterAction;
+/// Whether the loop of a menu or a chooser is to get what the user does.
+bool isServedElsewhere = false;
 
 intptr_t notingCallback(AEffect *effect, int32_t opcode, int32_t index, intptr_t value, void *ptr,
                         float opt) {
     if (opcode == audioMasterAutomate || opcode == audioMasterBeginEdit ||
         opcode == audioMasterEndEdit)
-        hostNotesByEffect()[effect].push_back({opcode, index, opt});
-    if (auto &[awaited, action] = actionWhenTold(); action && opcode == awaited) {
+        notesByEffect[effect].emplace_back(opcode, index, opt);
+    if (auto &[awaited, action] = actionWhenTold; action && opcode == awaited) {
         std::exchange(action, {})(); // behind which the effect may be gone
         return 0;
     }
     return testHostCallback(effect, opcode, index, value, ptr, opt);
 }
 
-HWND makeWindow(int number) {
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = DefWindowProcW;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
-    windowClass.lpszClassName = className;
-    RegisterClassW(&windowClass);
-    return CreateWindowExW(0, className, L"", WS_POPUP | WS_VISIBLE, number * (windowWidth + 10), 0,
-                           windowWidth, windowHeight, nullptr, nullptr, windowClass.hInstance,
-                           nullptr);
+void send(INPUT input, int milliseconds) {
+    SendInput(1, &input, sizeof input);
+    serve(milliseconds);
 }
 
 void sendMouse(DWORD flags, int data = 0) {
@@ -61,8 +50,7 @@ void sendMouse(DWORD flags, int data = 0) {
     input.type = INPUT_MOUSE;
     input.mi.dwFlags = flags;
     input.mi.mouseData = static_cast<DWORD>(data);
-    SendInput(1, &input, sizeof input);
-    serve(30);
+    send(input, 30);
 }
 
 void sendKey(WORD key, WORD unit, DWORD flags) {
@@ -71,8 +59,7 @@ void sendKey(WORD key, WORD unit, DWORD flags) {
     input.ki.wVk = key;
     input.ki.wScan = unit;
     input.ki.dwFlags = flags;
-    SendInput(1, &input, sizeof input);
-    serve(10);
+    send(input, 10);
 }
 
 POINT listPoint(HWND list, int row, int code) {
@@ -83,18 +70,10 @@ POINT listPoint(HWND list, int row, int code) {
     return point;
 }
 
-std::function<void()> &laterAction() {
-    static std::function<void()> action;
-    return action;
-}
-
-/// Whether the loop of a menu or a chooser is to get what the user does.
-bool isServedElsewhere = false;
-
 void CALLBACK runLater(HWND, UINT, UINT_PTR timer, DWORD) {
     KillTimer(nullptr, timer);
     isServedElsewhere = true;
-    std::exchange(laterAction(), {})();
+    std::exchange(laterAction, {})();
     isServedElsewhere = false;
 }
 
@@ -109,37 +88,21 @@ void serveMessage(MSG &message) {
 
 } // namespace
 
-HostNote began(int32_t index) {
-    return {audioMasterBeginEdit, index, 0.0};
-}
-
-HostNote changed(int32_t index, double value) {
-    return {audioMasterAutomate, index, static_cast<float>(value)};
-}
-
-HostNote ended(int32_t index) {
-    return {audioMasterEndEdit, index, 0.0};
-}
-
-void PrintTo(const HostNote &note, std::ostream *out) {
-    *out << (note.opcode == audioMasterAutomate    ? "changed "
-             : note.opcode == audioMasterBeginEdit ? "began "
-                                                   : "ended ")
-         << note.index << " (" << note.value << ")";
-}
-
-EditorWindow::EditorWindow(int number, bool openNow)
+EditorWindow::EditorWindow(const Lines &chain, int number, bool openNow)
     : plugin(*static_cast<ReverbPlugin *>(driver.effect->user))
-    , window(makeWindow(number)) {
+    , window(CreateWindowExW(0, L"Static", L"", WS_POPUP | WS_VISIBLE, number * (windowWidth + 10),
+                             0, windowWidth, windowHeight, nullptr, nullptr, nullptr, nullptr)) {
     moduleState().audioMaster = notingCallback;
     SetForegroundWindow(window);
+    driver.setChain(chain);
     if (openNow)
         open();
+    takeNotes();
 }
 
 EditorWindow::~EditorWindow() {
     close();
-    hostNotesByEffect().erase(driver.effect);
+    notesByEffect.erase(driver.effect);
     DestroyWindow(window);
     serve(0);
 }
@@ -154,8 +117,12 @@ std::string EditorWindow::text(int id) const {
     return controlText(dialog(), id);
 }
 
-std::vector<std::string> EditorWindow::chain() {
-    std::vector<std::string> lines;
+std::string EditorWindow::stageText(int id) const {
+    return controlText(stage(), id);
+}
+
+Lines EditorWindow::chain() {
+    Lines lines;
     plugin.chain.forEach([&](ImpulseGenerator &stage) {
         char line[512];
         stage.saveText(line, sizeof line);
@@ -164,8 +131,8 @@ std::vector<std::string> EditorWindow::chain() {
     return lines;
 }
 
-std::vector<std::string> EditorWindow::listRows() const {
-    std::vector<std::string> rows;
+Lines EditorWindow::listRows() const {
+    Lines rows;
     const HWND list = control(MAIN_STAGE_LIST);
     for (int i = 0; i < ListView_GetItemCount(list); ++i)
         rows.push_back(listRowText(list, i));
@@ -174,15 +141,10 @@ std::vector<std::string> EditorWindow::listRows() const {
 
 std::vector<int> EditorWindow::selectedRows() const {
     std::vector<int> rows;
-    const HWND list = control(MAIN_STAGE_LIST);
     int row = -1;
-    while ((row = ListView_GetNextItem(list, row, LVNI_SELECTED)) >= 0)
+    while ((row = ListView_GetNextItem(control(MAIN_STAGE_LIST), row, LVNI_SELECTED)) >= 0)
         rows.push_back(row);
     return rows;
-}
-
-std::vector<HostNote> EditorWindow::takeNotes() {
-    return std::exchange(hostNotesByEffect()[driver.effect], {});
 }
 
 POINT EditorWindow::iconOf(int row) const {
@@ -193,7 +155,7 @@ POINT EditorWindow::nameOf(int row) const {
     return listPoint(control(MAIN_STAGE_LIST), row, LVIR_LABEL);
 }
 
-void EditorWindow::drop(const std::vector<std::string> &paths) {
+void EditorWindow::drop(const Lines &paths) const {
     std::wstring names;
     for (const std::string &path : paths)
         names += wideText(path) + L'\0';
@@ -209,21 +171,23 @@ void EditorWindow::drop(const std::vector<std::string> &paths) {
     serve(100);
 }
 
+std::vector<HostNote> EditorWindow::takeNotes() const {
+    return std::exchange(notesByEffect[driver.effect], {});
+}
+
 void serve(int milliseconds) {
     if (isServedElsewhere)
         return;
-    const DWORD start = GetTickCount();
-    DWORD spent = 0;
-    do {
+    const ULONGLONG end = GetTickCount64() + static_cast<ULONGLONG>(milliseconds);
+    for (;;) {
         MSG message;
         while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
             serveMessage(message);
-        spent = GetTickCount() - start;
-        if (spent < static_cast<DWORD>(milliseconds))
-            MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(milliseconds) - spent,
-                                      QS_ALLINPUT);
-        spent = GetTickCount() - start;
-    } while (spent < static_cast<DWORD>(milliseconds));
+        const ULONGLONG now = GetTickCount64();
+        if (now >= end)
+            return;
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
+    }
 }
 
 bool serveUntil(const std::function<bool()> &holds) {
@@ -237,18 +201,31 @@ bool serveUntil(const std::function<bool()> &holds) {
 }
 
 void later(int milliseconds, std::function<void()> action) {
-    laterAction() = std::move(action);
+    laterAction = std::move(action);
     SetTimer(nullptr, 0, static_cast<UINT>(milliseconds), runLater);
 }
 
 void whenTold(int32_t opcode, std::function<void()> action) {
-    actionWhenTold() = {opcode, std::move(action)};
+    actionWhenTold = {opcode, std::move(action)};
+}
+
+RECT placeOf(HWND window) {
+    RECT place{};
+    GetWindowRect(window, &place);
+    return place;
 }
 
 POINT middleOf(HWND window) {
-    RECT place{};
-    GetWindowRect(window, &place);
+    const RECT place = placeOf(window);
     return {(place.left + place.right) / 2, (place.top + place.bottom) / 2};
+}
+
+LRESULT itemOn(HWND comboBox) {
+    return SendMessageW(comboBox, CB_GETCURSEL, 0, 0);
+}
+
+bool isChecked(HWND box) {
+    return SendMessageW(box, BM_GETCHECK, 0, 0) == BST_CHECKED;
 }
 
 void moveMouse(POINT place) {
@@ -262,6 +239,15 @@ void pressMouse() {
 
 void releaseMouse() {
     sendMouse(MOUSEEVENTF_LEFTUP);
+}
+
+void drag(POINT from, POINT to) {
+    moveMouse(from);
+    pressMouse();
+    const LONG across = to.x - from.x, down = to.y - from.y;
+    const LONG steps = std::max(std::abs(across), std::abs(down)) / handStep + 1;
+    for (LONG i = 1; i <= steps; ++i)
+        moveMouse({from.x + across * i / steps, from.y + down * i / steps});
 }
 
 void click(POINT place) {

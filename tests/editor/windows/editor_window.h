@@ -7,29 +7,33 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace tonvale::test {
 
-/// One thing that the host was told of a parameter or, with index -1, of the state.
-struct HostNote {
-    int32_t opcode;
-    int32_t index;
-    double value;
-    bool operator==(const HostNote &) const = default;
-};
+using Lines = std::vector<std::string>;
 
-HostNote began(int32_t index);
-HostNote changed(int32_t index, double value);
-HostNote ended(int32_t index);
+/// What the host was told of a parameter or, with index -1, of the state: opcode, index, value.
+using HostNote = std::tuple<int32_t, int32_t, double>;
+
+inline HostNote began(int32_t index) {
+    return {audioMasterBeginEdit, index, 0.0};
+}
+inline HostNote changed(int32_t index, double value) {
+    return {audioMasterAutomate, index, static_cast<float>(value)};
+}
+inline HostNote ended(int32_t index) {
+    return {audioMasterEndEdit, index, 0.0};
+}
 constexpr HostNote stateChanged{audioMasterAutomate, -1, 0.0};
-void PrintTo(const HostNote &note, std::ostream *out);
 
 /// An instance with its editor in a window of a host, and a user at mouse and keyboard. Windows
 /// stand side by side by their number.
 class EditorWindow {
   public:
-    explicit EditorWindow(int number = 0, bool openNow = true);
+    /// The editor opens with the last stage of `chain` on show.
+    explicit EditorWindow(const Lines &chain = {}, int number = 0, bool openNow = true);
     ~EditorWindow();
     EditorWindow(const EditorWindow &) = delete;
     EditorWindow &operator=(const EditorWindow &) = delete;
@@ -44,21 +48,21 @@ class EditorWindow {
     HWND dialog() const { return plugin.editor.editorWindow.get(); }
     HWND stage() const { return plugin.editor.stageDialog.get(); }
     HWND control(int id) const { return GetDlgItem(dialog(), id); }
+    HWND inStage(int id) const { return GetDlgItem(stage(), id); }
     std::string text(int id) const;
+    std::string stageText(int id) const;
 
     /// The chain as the texts of its stages, "!" in front of a bypassed one.
-    std::vector<std::string> chain();
-    std::vector<std::string> listRows() const;
+    Lines chain();
+    Lines listRows() const;
     std::vector<int> selectedRows() const;
-
-    /// What the host heard of this instance since the last call.
-    std::vector<HostNote> takeNotes();
-
     /// The middle of a row's state icon or of its name, on the screen.
     POINT iconOf(int row) const;
     POINT nameOf(int row) const;
+    void drop(const Lines &paths) const;
 
-    void drop(const std::vector<std::string> &paths);
+    /// What the host heard of this instance since the last call.
+    std::vector<HostNote> takeNotes() const;
 
   private:
     HWND window;
@@ -74,11 +78,17 @@ void later(int milliseconds, std::function<void()> action);
 /// Done by the host, once, inside the next call that tells it such a step (audioMaster...).
 void whenTold(int32_t opcode, std::function<void()> action);
 
-// The user. Each serves the messages that it leads to.
+RECT placeOf(HWND window);
 POINT middleOf(HWND window);
+LRESULT itemOn(HWND comboBox);
+bool isChecked(HWND box);
+
+// The user. Each serves the messages that it leads to.
 void moveMouse(POINT place);
 void pressMouse();
 void releaseMouse();
+/// Leaves the button down.
+void drag(POINT from, POINT to);
 void click(POINT place);
 void click(HWND control);
 void turnWheel(POINT place, int delta);

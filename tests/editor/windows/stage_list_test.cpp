@@ -6,35 +6,21 @@
 #include <gtest/gtest.h>
 
 #include <commctrl.h>
-#include <functional>
-#include <utility>
 
-using namespace tonvale;
-using namespace tonvale::test;
-
-using Lines = std::vector<std::string>;
+namespace tonvale::test {
 
 namespace {
 
 const Lines fourStages{"NORM 0.100000", "NORM 0.200000", "NORM 0.300000", "NORM 0.400000"};
 
-/// Whether the stage on show is the one at this place in the chain, and its dialog alone is seen.
-testing::AssertionResult showsStage(EditorWindow &editor, int32_t index) {
-    if (editor.plugin.editor.currentStage != editor.plugin.chain.get(index))
-        return testing::AssertionFailure() << "another stage is on show";
-    int dialogs = 0;
-    for (HWND child = GetWindow(editor.dialog(), GW_CHILD); child;
-         child = GetWindow(child, GW_HWNDNEXT)) {
-        wchar_t name[16];
-        GetClassNameW(child, name, 16);
-        dialogs += std::wstring(name) == L"#32770" && IsWindowVisible(child);
-    }
-    RECT frame, dialog;
-    GetWindowRect(editor.control(MAIN_STAGE_FRAME), &frame);
-    GetWindowRect(editor.stage(), &dialog);
-    if (dialogs != 1 || !EqualRect(&frame, &dialog))
-        return testing::AssertionFailure() << dialogs << " dialogs";
-    return testing::AssertionSuccess();
+/// Whether the stage at this place in the chain is on show, in the frame, as the one seen child of
+/// its class.
+bool showsStage(EditorWindow &editor, int32_t index) {
+    const HWND shown = FindWindowExW(editor.dialog(), nullptr, L"#32770", nullptr);
+    const RECT frame = placeOf(editor.control(MAIN_STAGE_FRAME)), place = placeOf(shown);
+    return editor.plugin.editor.currentStage == editor.plugin.chain.get(index) &&
+           shown == editor.stage() && IsWindowVisible(shown) && EqualRect(&frame, &place) &&
+           !FindWindowExW(editor.dialog(), shown, L"#32770", nullptr);
 }
 
 /// A user who picks the n-th item of the menu, counted from 0.
@@ -67,10 +53,7 @@ class ServingSource final : public MediaSource {
 } // namespace
 
 TEST(Add, PutsThePickedStageLastAndOnShow) {
-    EditorWindow editor;
-    editor.driver.setChain({"NORM 0.5"});
-    serve();
-    editor.takeNotes();
+    EditorWindow editor({"NORM 0.5"});
     addFromMenu(editor, 1);
     ASSERT_EQ(editor.chain().size(), 2u);
     EXPECT_EQ(editor.chain()[1].substr(0, 7), "ECHOGEN");
@@ -86,29 +69,29 @@ TEST(Add, PutsThePickedStageLastAndOnShow) {
     EXPECT_TRUE(editor.takeNotes().empty());
 }
 
-TEST(StageOnShow, IsOneWhereTheHostMovesTheFocusWhileItsDialogIsMade) {
+TEST(StageOnShow, IsOneWhereTheHostMovesTheFocusWhileADialogIsMadeOrGoes) {
     static HWND list;
-    EditorWindow editor;
-    editor.driver.setChain(fourStages);
-    serve();
-    list = editor.control(MAIN_STAGE_LIST);
+    static bool isMade;
+    EditorWindow editor(fourStages);
     const auto before =
-        std::exchange(hostFunctions.SetWindowAccessibilityString, [](HWND, const char *, int) {
-            if (const HWND moved = std::exchange(list, nullptr))
+        std::exchange(hostFunctions.SetWindowAccessibilityString, [](HWND, const char *text, int) {
+            if (const HWND moved =
+                    isMade == (text != nullptr) ? std::exchange(list, nullptr) : nullptr)
                 ListView_SetItemState(moved, 2, LVIS_FOCUSED, LVIS_FOCUSED);
             return true;
         });
-    click(editor.nameOf(0));
+    for (const int row : {0, 1}) {
+        isMade = row == 1;
+        list = editor.control(MAIN_STAGE_LIST);
+        click(editor.nameOf(row));
+        EXPECT_EQ(list, nullptr);
+        EXPECT_TRUE(showsStage(editor, 2));
+    }
     hostFunctions.SetWindowAccessibilityString = before;
-    EXPECT_EQ(list, nullptr);
-    EXPECT_TRUE(showsStage(editor, 2));
 }
 
 TEST(Remove, TakesAllSelectedStagesAndSelectsNoOther) {
-    EditorWindow editor;
-    editor.driver.setChain(fourStages);
-    serve();
-    click(editor.nameOf(3));
+    EditorWindow editor(fourStages);
     EXPECT_TRUE(showsStage(editor, 3));
     click(editor.nameOf(0));
     // The key comes after the move, on which the system looks up what keys are really down.
@@ -119,29 +102,20 @@ TEST(Remove, TakesAllSelectedStagesAndSelectsNoOther) {
     letGoKey(VK_CONTROL);
     EXPECT_EQ(editor.selectedRows(), (std::vector{0, 2}));
     EXPECT_TRUE(showsStage(editor, 2));
-    editor.takeNotes();
     click(editor.control(MAIN_REMOVE));
     EXPECT_EQ(editor.chain(), (Lines{fourStages[1], fourStages[3]}));
     EXPECT_EQ(editor.listRows(), (Lines{"Normalize", "Normalize"}));
     EXPECT_TRUE(editor.selectedRows().empty());
     EXPECT_EQ(editor.stage(), nullptr);
     EXPECT_EQ(editor.plugin.editor.currentStage, nullptr);
-    EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged});
     click(editor.control(MAIN_REMOVE));
-    EXPECT_TRUE(editor.takeNotes().empty());
+    EXPECT_EQ(editor.takeNotes(), std::vector{stateChanged}) << "for the first time alone";
 }
 
 TEST(Drag, MovesAStageStepByStepAndPastTheEndToTheLastPlace) {
-    EditorWindow editor;
-    editor.driver.setChain({"NORM 0.1", "!NORM 0.2", "NORM 0.3", "NORM 0.4"});
-    serve();
-    editor.takeNotes();
+    EditorWindow editor({fourStages[0], "!" + fourStages[1], fourStages[2], fourStages[3]});
     const POINT second = editor.nameOf(1), last = editor.nameOf(3);
-    moveMouse(second);
-    pressMouse();
-    moveMouse({second.x + 3, second.y + 8});
-    for (LONG y = second.y + 10; y <= last.y + 200; y += 5)
-        moveMouse({second.x + 3, y});
+    drag(second, {second.x + 3, last.y + 200});
     EXPECT_EQ(editor.chain(),
               (Lines{fourStages[0], fourStages[2], fourStages[3], "!" + fourStages[1]}));
     EXPECT_EQ(editor.takeNotes(), (std::vector{stateChanged, stateChanged}));
@@ -155,18 +129,15 @@ TEST(Drag, MovesAStageStepByStepAndPastTheEndToTheLastPlace) {
               (Lines{fourStages[0], "!" + fourStages[1], fourStages[2], fourStages[3]}));
     const HWND list = editor.control(MAIN_STAGE_LIST);
     EXPECT_EQ(editor.selectedRows(), std::vector{1});
-    EXPECT_EQ(ListView_GetItemState(list, 1, LVIS_STATEIMAGEMASK), INDEXTOSTATEIMAGEMASK(2u));
-    EXPECT_EQ(ListView_GetItemState(list, 2, LVIS_STATEIMAGEMASK), INDEXTOSTATEIMAGEMASK(1u));
+    for (const auto &[row, image] : {std::pair(1, 2u), std::pair(2, 1u)})
+        EXPECT_EQ(ListView_GetItemState(list, row, LVIS_STATEIMAGEMASK),
+                  INDEXTOSTATEIMAGEMASK(image));
     EXPECT_TRUE(showsStage(editor, 1));
 }
 
 TEST(Bypass, FlipsByAClickOnTheIconAndTwiceByADoubleClick) {
-    EditorWindow editor;
-    editor.driver.setChain({"ECHOGEN", "NORM 0.5"});
-    serve();
-    const int32_t length = editor.plugin.impulseLength;
-    ASSERT_GT(length, 0);
-    editor.takeNotes();
+    EditorWindow editor({"ECHOGEN", "NORM 0.5"});
+    ASSERT_GT(editor.plugin.impulseLength, 0);
     click(editor.iconOf(0));
     EXPECT_EQ(editor.chain()[0][0], '!');
     EXPECT_EQ(editor.plugin.impulseLength, 0);
@@ -186,40 +157,36 @@ TEST(Drop, AddsOrReusesAFileStageAndTakesMediaAlone) {
     const std::string greek = "memory:Χώρος 1.wav", japanese = "memory:部屋の響き.wav";
     for (const std::string &path : {greek, japanese})
         putMedia(path.substr(7), 48000, {roomNoise(2000, 1)});
-    const auto lineOf = [](const std::string &path) { return "FILELDR \"" + path + "\" 60"; };
+    const std::string inGreek = "FILELDR \"" + greek + "\" 60",
+                      inJapanese = "FILELDR \"" + japanese + "\" 60";
 
     EditorWindow editor;
-    editor.takeNotes();
     editor.drop({"C:\\notes.txt", "C:\\" + std::string(2000, 'a'), "C:\\folder.wav\\plain", greek});
-    EXPECT_EQ(editor.chain(), Lines{lineOf(greek)});
+    EXPECT_EQ(editor.chain(), Lines{inGreek});
     EXPECT_TRUE(showsStage(editor, 0));
     EXPECT_GT(editor.plugin.impulseLength, 1000);
 
     editor.drop({japanese});
-    EXPECT_EQ(editor.chain(), Lines{lineOf(japanese)}) << "a single file goes where one is";
+    EXPECT_EQ(editor.chain(), Lines{inJapanese}) << "a single file goes where one is";
     holdKey(VK_CONTROL);
     editor.drop({greek});
     letGoKey(VK_CONTROL);
-    EXPECT_EQ(editor.chain(), (Lines{lineOf(japanese), lineOf(greek)}));
+    EXPECT_EQ(editor.chain(), (Lines{inJapanese, inGreek}));
     editor.drop({greek, japanese});
-    EXPECT_EQ(editor.chain(),
-              (Lines{lineOf(japanese), lineOf(greek), lineOf(greek), lineOf(japanese)}));
+    EXPECT_EQ(editor.chain(), (Lines{inJapanese, inGreek, inGreek, inJapanese}));
     EXPECT_EQ(editor.selectedRows(), std::vector{3});
 
     click(editor.nameOf(0));
     editor.drop({greek});
-    EXPECT_EQ(editor.chain()[0], lineOf(greek));
+    EXPECT_EQ(editor.chain()[0], inGreek);
     EXPECT_EQ(editor.selectedRows(), std::vector{3});
     EXPECT_TRUE(showsStage(editor, 3));
     EXPECT_TRUE(editor.takeNotes().empty()) << "a drop tells the host nothing";
 }
 
 TEST(Chain, ChangedByTheHostShowsWhileAStageIsBeingEdited) {
-    EditorWindow editor;
-    editor.driver.setChain(fourStages);
-    serve();
-    click(editor.nameOf(1));
-    SetFocus(GetDlgItem(editor.stage(), NORMALIZE_PEAK_EDIT));
+    EditorWindow editor(fourStages);
+    SetFocus(editor.inStage(NORMALIZE_PEAK_EDIT));
     const HWND before = editor.stage();
     // The stage goes at once, its dialog with it, and what is under way to it does no harm.
     PostMessageW(before, WM_COMMAND, MAKEWPARAM(NORMALIZE_PEAK_EDIT, EN_CHANGE), 0);
@@ -229,18 +196,15 @@ TEST(Chain, ChangedByTheHostShowsWhileAStageIsBeingEdited) {
     serve();
     EXPECT_EQ(editor.listRows(), (Lines{"Reverse", "Normalize"}));
     EXPECT_EQ(editor.stage(), nullptr);
-    SetFocus(editor.control(MAIN_STAGE_LIST));
     pressKey(VK_DOWN);
     EXPECT_NE(editor.stage(), nullptr);
 }
 
 TEST(Chain, ChangedByTheUserInsideARunComesOutAsItIsAtTheEnd) {
-    loadTestHost();
-    const auto before = hostFunctions.PCM_Source_CreateFromFile;
     EditorWindow editor;
-    hostFunctions.PCM_Source_CreateFromFile = [](const char *) -> MediaSource * {
-        return new ServingSource;
-    };
+    const auto before =
+        std::exchange(hostFunctions.PCM_Source_CreateFromFile,
+                      [](const char *) -> MediaSource * { return new ServingSource; });
     editor.driver.setChain({"FILELDR \"a.wav\" 60", "NORM 0.25", "FILELDR \"b.wav\" 60"});
     serve();
     EXPECT_GT(editor.plugin.impulseLength, 0);
@@ -257,3 +221,5 @@ TEST(Chain, ChangedByTheUserInsideARunComesOutAsItIsAtTheEnd) {
     EXPECT_EQ(editor.plugin.impulseLength, 0);
     hostFunctions.PCM_Source_CreateFromFile = before;
 }
+
+} // namespace tonvale::test

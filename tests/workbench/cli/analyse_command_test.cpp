@@ -78,7 +78,7 @@ TEST_F(AnalyseCommand, WarnsOfWhatMakesAResponseDoubtfulAndOfNothingElse) {
         {"cut", cut, "stops before"},
         {"silence", Samples(48000), "silent"},
         {"noise", noise(48000, 4), ""},
-        {"holes", hopeless, ""},
+        {"holes", hopeless, "finite"},
         {"one sample", {0.5}, "stops before"},
         {"wide", quiet({192000, 0.3, 2, 50}, 5), ""},
     };

@@ -72,4 +72,12 @@ inline std::string runWell(const Words &words) {
     return result.output;
 }
 
+/// Names that the commands read and write, in a folder of a test's own.
+struct CommandTest : testing::Test {
+    TestFolder folder;
+    std::string in = folder.file("in.wav");
+    std::string out = folder.file("out.wav");
+    std::string response = folder.file("a room's.wav");
+};
+
 } // namespace tonvale::test

@@ -13,13 +13,7 @@ namespace {
 
 constexpr double sameSound = -135.0; // dB
 
-class Rendering : public testing::Test {
-  protected:
-    TestFolder folder;
-    std::string in = folder.file("in.wav");
-    std::string out = folder.file("out.wav");
-    std::string response = folder.file("response.wav");
-
+struct Rendering : CommandTest {
     Sound render(const Words &more) {
         runWell(Words{"render", in, out, "--depth", "64"} + more);
         return readSound(out);
@@ -165,7 +159,8 @@ TEST_F(Rendering, KeepsWhatSoundsBeforeTheInputWhereItIsWanted) {
     writeSound(response, {48000, {click(1201, 100)}});
     const Words words{"--ir", response, "--wet", "0", "--dry", "0", "--pre-verb", "10"};
     // The click leads by 380 samples.
-    for (const auto &[more, lead] : {std::pair{Words{}, 0u}, {{"--lead"}, 480u}}) {
+    for (const auto &[more, lead] :
+         {std::pair{Words{}, 0u}, {{"--lead"}, 480u}, {{"--lead", "--zl", "off"}, 480u}}) {
         Samples expected(lead + 3000 + 720);
         for (size_t i = 0; i < voice.size(); ++i) {
             expected[lead + i] += voice[i];
@@ -223,8 +218,15 @@ TEST_F(Rendering, TreatsManyFilesAsItTreatsEach) {
 TEST_F(Rendering, LeavesTheOutputAsItWasWhereTheStateCantBeWritten) {
     writeSound(in, {48000, {noise(10, 1)}});
     std::ofstream(out) << "former";
-    for (const std::string &state : {folder.file("no/state"), folder.path.string(), out})
-        EXPECT_EQ(runProgram({"render", in, out, "--save-state", state}).status, 1) << state;
+    for (const auto &[state, reason] : {std::pair{folder.file("no/state"), "there is no folder"},
+                                        {folder.path.string(), "a folder has this name"},
+                                        {out, "have one name"},
+                                        {in, "is being read"},
+                                        {"", "is missing"}}) {
+        const auto result = runProgram({"render", in, out, "--save-state", state});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.errors.find(reason), std::string::npos) << result.errors;
+    }
     EXPECT_EQ(contents(out), "former");
 }
 
@@ -234,6 +236,7 @@ TEST_F(Rendering, IsStrictWhereTheOutputClips) {
                                {"impulse", out, "--ir", in, "--stage", "BASICEDIT 2 0 9 1 0 1 0"}})
         for (const auto &[depth, warned] : {std::pair{"16", 1}, {"24", 1}, {"32", 0}}) {
             std::filesystem::remove(out);
+            EXPECT_EQ(runProgram(words + Words{"--depth", depth}).status, 0);
             const auto result = runProgram(words + Words{"--depth", depth, "--strict"});
             EXPECT_EQ(result.status, warned) << result.errors;
             EXPECT_EQ(result.errors.find("tonvale: warning: ") == 0 &&

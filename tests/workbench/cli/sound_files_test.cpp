@@ -9,12 +9,7 @@
 namespace tonvale::test {
 namespace {
 
-class SoundFiles : public testing::Test {
-  protected:
-    TestFolder folder;
-    std::string in = folder.file("in.wav");
-    std::string out = folder.file("out.wav");
-
+struct SoundFiles : CommandTest {
     /// Runs a line of the shell, in which $T is the program and $IN and $OUT are files.
     int shell(const std::string &line) const {
         setenv("T", TONVALE_PROGRAM, 1);
@@ -39,6 +34,8 @@ TEST_F(SoundFiles, AreOfTheKindThatTheNameEndsIn) {
         {"a.aif", {}, SF_FORMAT_AIFF | SF_FORMAT_PCM_24},
         {"a.aiff", {"--depth", "32"}, SF_FORMAT_AIFF | SF_FORMAT_FLOAT},
     };
+    // A link to a file that isn't there yet.
+    std::filesystem::create_symlink("later.w64", folder.file("a.w64"));
     for (const auto &[name, words, format] : cases) {
         const std::string path = folder.file(name);
         runWell(Words{"render", in, path, "--wet", "-inf"} + words);
@@ -47,6 +44,7 @@ TEST_F(SoundFiles, AreOfTheKindThatTheNameEndsIn) {
         const double step = (format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16 ? 0x1p-14 : 0x1p-23;
         EXPECT_LT(largestDifference(readSound(path).channels, sound), step) << name;
     }
+    EXPECT_TRUE(std::filesystem::is_regular_file(folder.file("later.w64")));
 }
 
 /// libsndfile must read, of a file with this header and as many bytes as it promises, the length.

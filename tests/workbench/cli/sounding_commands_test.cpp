@@ -28,13 +28,7 @@ void expectSound(const Sound &sound, const Channels &channels, double error) {
     EXPECT_LE(largestDifference(sound.channels, channels), error);
 }
 
-class SoundingCommands : public testing::Test {
-  protected:
-    TestFolder folder;
-    std::string in = folder.file("in.wav");
-    std::string out = folder.file("out.wav");
-    std::string response = folder.file("a room's.wav");
-
+struct SoundingCommands : CommandTest {
     Sound render(const Words &more) { return run(Words{"render", in, out} + more); }
     Sound impulse(const Words &more) { return run(Words{"impulse", out} + more); }
     Sound run(const Words &words) {
@@ -68,22 +62,6 @@ TEST_F(SoundingCommands,
         expectSound(render(Words{"--ir", response, "--wet", "0", "--dry", "-inf"} + words),
                     expected, tolerance);
     }
-}
-
-TEST_F(SoundingCommands, RenderKeepsTheDrySignalInPlaceAndLetsTheWetOneLead) {
-    const Samples voice = noise(5000, 5);
-    writeSound(in, {48000, {voice}});
-    writeSound(response, {48000, {click(1201, 1200)}});
-
-    // 10 ms are 480 samples, so the echo comes 720 samples behind the voice.
-    const Sound result =
-        render({"--ir", response, "--wet", "0", "--dry", "0", "--pre-verb", "10", "--zl", "off"});
-
-    Samples expected(voice);
-    expected.resize(voice.size() + 720);
-    for (size_t i = 0; i < voice.size(); ++i)
-        expected[i + 720] += voice[i];
-    expectSound(result, {expected}, 1e-5);
 }
 
 TEST_F(SoundingCommands, RenderGoesOnBehindTheInputForAsLongAsAskedFor) {
@@ -129,16 +107,6 @@ TEST_F(SoundingCommands, RenderSoundsTheSameFromASavedState) {
                 "-3", "--width", "0.5", "--pan", "-0.4", "--zl", "off", "--save-state", state});
     expectSound(render({"--load-state", state}), first.channels, 0.0);
     EXPECT_NE(output.find("2. !NORM"), std::string::npos) << output;
-}
-
-TEST_F(SoundingCommands, RenderWarnsOfPeaksThatTheDepthCutsOff) {
-    writeSound(in, {48000, {{0.0, 0.9, -0.2}}});
-    for (const auto &[depth, warned] : {std::pair{"16", true}, {"24", true}, {"32", false}}) {
-        const ProgramResult result =
-            runProgram({"render", in, out, "--dry", "6", "--depth", depth});
-        EXPECT_EQ(result.status, 0) << result.errors;
-        EXPECT_EQ(result.errors.find("clipped") != std::string::npos, warned) << depth;
-    }
 }
 
 /// Whether a process has a file open in the folder, other than `known`, with or without a name.
@@ -237,7 +205,8 @@ TEST(ListingCommands, ShowWhatTheModuleHas) {
                              "BASICEDIT", "0.250000", "Wet", "-12.0", "-inf to +6.0", "0 to 3000",
                              "32 to 16384", "-1.00 to 1.00", "ZL mode", "LL mode", "--pre-verb"})
         EXPECT_NE(lists.find(part), std::string::npos) << part << " in\n" << lists;
-    EXPECT_EQ(runWell({"help"}), runWell({"--help"}));
+    for (const Words &words : {Words{"help"}, {"help", "help"}})
+        EXPECT_EQ(runWell(words), runWell({"--help"}));
     for (const char *command : {"render", "impulse", "tone", "deconvolve", "stages", "parameters"})
         EXPECT_EQ(runWell({"help", command}), runWell({command, "--help"}));
 }

@@ -6,12 +6,7 @@
 namespace tonvale::test {
 namespace {
 
-class StageTexts : public testing::Test {
-  protected:
-    TestFolder folder;
-    std::string in = folder.file("in.wav");
-    std::string out = folder.file("out.wav");
-
+struct StageTexts : CommandTest {
     /// What `words` write.
     Sound sound(const Words &words) {
         runWell(words + Words{"--depth", "64"});
@@ -111,7 +106,6 @@ TEST_F(StageTexts, AreWarnedOfWhereTheyCantBeMeant) {
                                      {"render", in, out, "--dry", "-inf", "--wet", "-90"}}) {
             SCOPED_TRACE(command[0] + " " + stages.back());
             std::filesystem::remove(out);
-            EXPECT_EQ(runProgram(command + chain).status, 0);
             const ProgramResult strict = runProgram(command + chain + Words{"--strict"});
             EXPECT_EQ(strict.status, wanted.empty() ? 0 : 1);
             EXPECT_TRUE(std::filesystem::exists(out));

@@ -10,11 +10,8 @@ constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
 /// What a user can get wrong, with files in a folder of their own.
-class WrongUse : public testing::Test {
-  protected:
-    TestFolder folder;
+struct WrongUse : CommandTest {
     std::string voice = folder.file("voice.wav");
-    std::string out = folder.file("out.wav");
     std::string program = TONVALE_PROGRAM;
 
     void SetUp() override { writeSound(voice, {48000, {noise(100, 1)}}); }
@@ -53,6 +50,13 @@ TEST_F(WrongUse, OfInputFilesIsNamedInOneLine) {
                   "holds no samples");
     expectRefused({"deconvolve", voice, folder.file("empty.wav"), out}, failed,
                   "empty.wav: One or both files silent");
+    // A state whose file has gone.
+    const std::string state = folder.file("state");
+    writeSound(response, {48000, {noise(10, 3)}});
+    runWell({"render", voice, out, "--ir", response, "--save-state", state});
+    std::filesystem::remove(response);
+    expectRefused({"render", voice, out, "--load-state", state}, failed, response);
+    expectRefused({"render", voice, out, "--load-state", ""}, failed, "state to load is missing");
     writeSound(folder.file("other.wav"), {44100, {noise(10, 2)}});
     expectRefused({"deconvolve", voice, folder.file("other.wav"), out}, failed,
                   "other.wav: Sample rate mismatch between file to be deconvolved and test tone");
@@ -67,11 +71,9 @@ TEST_F(WrongUse, OfOutputFilesIsNamedInOneLine) {
     for (const std::string depth : {"32", "64"})
         expectRefused({"render", voice, folder.file("out.FLAC"), "--depth", depth}, failed,
                       "can't hold " + depth + " bits");
-    writeSound(folder.file("nine.wav"), {48000, noiseChannels(9, 10, 2)});
-    expectRefused({"render", folder.file("nine.wav"), folder.file("out.flac")}, failed,
+    expectRefused({"render", voice, folder.file("out.flac"), "--channels", "9"}, failed,
                   "9 channels");
-    expectRefused({"render", voice, out, "--save-state", folder.file("no/state")}, failed,
-                  "no/state");
+    expectRefused({"render", voice, ""}, failed, "output file is missing");
     // More samples than can be counted, more than a double, and more bytes a second than the header
     // can hold.
     for (const auto &[seconds, rate] :
@@ -133,14 +135,6 @@ TEST_F(WrongUse, OfOptionsEndsWithStatusTwo) {
     expectRefused({"sing"}, wrongUsage, "sing");
     expectRefused({"help", "sing"}, wrongUsage, "sing");
     expectRefused({}, wrongUsage, "command");
-}
-
-TEST_F(WrongUse, OfASavedStateWhoseFileHasGoneIsNamedInOneLine) {
-    const std::string state = folder.file("state"), room = folder.file("room.wav");
-    writeSound(room, {48000, {noise(10, 3)}});
-    runWell({"render", voice, out, "--ir", room, "--save-state", state});
-    std::filesystem::remove(room);
-    expectRefused({"render", voice, out, "--load-state", state}, failed, "room.wav");
 }
 
 TEST_F(WrongUse, OfAModuleThatIsNoneOfThisKindIsNamedInOneLine) {

@@ -15,7 +15,6 @@ namespace tonvale::workbench {
 
 namespace {
 
-constexpr int readBlock = 65536;
 constexpr size_t mostSamples = size_t{1} << 27; ///< of all channels
 
 constexpr double silentLevel = 1e-6; ///< -120 dBFS
@@ -32,25 +31,7 @@ constexpr double leastFall = 40;
 
 ResponseFile readResponse(const std::string &path) {
     Recording recording(path);
-    ResponseFile file{path, recording.sampleRate(), {}, {}, {}};
-    const auto width = static_cast<size_t>(recording.channels());
-    file.samples.resize(width);
-    std::vector<double *> planes(width);
-    size_t length = 0;
-    int got = 0;
-    do {
-        for (size_t c = 0; c < width; ++c) {
-            file.samples[c].resize(length + readBlock);
-            planes[c] = file.samples[c].data() + length;
-        }
-        got = recording.read(planes.data(), readBlock);
-        length += static_cast<size_t>(got);
-        if (length * width > mostSamples)
-            throw Problem(recording.shownName() + ": is too long for a response");
-    } while (got == readBlock);
-    for (auto &channel : file.samples)
-        channel.resize(length);
-    return file;
+    return {path, recording.sampleRate(), recording.readAll(mostSamples), {}, {}};
 }
 
 int flatTops(const std::vector<double> &samples, double largest) {

@@ -113,8 +113,8 @@ void ChainOptions::check() {
     }
     if (!files.empty())
         first = files.front();
-    if (!stateName.empty())
-        state = readStateFile(stateName);
+    if (stateName)
+        state = readStateFile(*stateName);
 }
 
 /// One file brings all four channels; of two each brings those of one side.
@@ -134,8 +134,8 @@ void ChainOptions::checkTrueStereo() const {
 void ChainOptions::refuseOverwritingBy(const std::string &output) const {
     for (const std::string &file : files)
         refuseOverwriting(output, file);
-    if (!stateName.empty())
-        refuseOverwriting(output, stateName);
+    if (stateName)
+        refuseOverwriting(output, *stateName);
 }
 
 void ChainOptions::loadState(Effect &effect) {

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,7 +40,7 @@ class ChainOptions {
     CLI::App *app = nullptr;
     CLI::Option *fileOption = nullptr;
     CLI::Option *stageOption = nullptr;
-    std::string stateName;
+    std::optional<std::string> stateName;
     std::vector<char> state;
     std::vector<StageLine> lines;
     std::vector<std::string> files;

@@ -1,4 +1,3 @@
-#include "host/host_object_ptr.h"
 #include "workbench/cli/commands/commands.h"
 #include "workbench/cli/commands/format_options.h"
 #include "workbench/cli/commands/option_values.h"
@@ -8,9 +7,9 @@
 #include "workbench/cli/measuring/recording_check.h"
 #include "workbench/cli/measuring/response_edges.h"
 #include "workbench/cli/measuring/tone_match.h"
+#include "workbench/cli/measuring/whole_response.h"
 #include "workbench/cli/problem.h"
 #include "workbench/cli/sound/sound_writer.h"
-#include "workbench/cli/sound/truncation.h"
 #include "workbench/cli/warnings.h"
 #include "workbench/services/media.h"
 
@@ -34,16 +33,26 @@ constexpr double smallestDrift = 0.01; // ppm
 // By how much the exchanged division stands out more, dB.
 constexpr double clearlyMore = 6;
 
-void describe(const std::string &path) {
-    const HostObjectPtr<MediaSource> source(createMediaSource(path.c_str()));
-    if (!source)
-        return;
-    const double rate = source->GetSampleRate();
-    std::printf("Read      %s: %s\n", path.c_str(),
-                soundShape(rate, source->GetNumChannels(), std::llround(source->GetLength() * rate))
-                    .c_str());
-    std::fflush(stdout);
+MeasuredSound read(const std::string &path) {
+    MeasuredSound sound = loadSound(path);
+    if (!sound.channels.empty()) {
+        const auto width = static_cast<int>(sound.channels.size());
+        const auto length = static_cast<int64_t>(sound.length());
+        std::printf("Read      %s: %s\n", path.c_str(),
+                    soundShape(sound.rate, width, length).c_str());
+        std::fflush(stdout);
+    }
+    return sound;
 }
+
+/// Shows an option whose number may be left out without the one that it is then.
+class OptionNames final : public CLI::Formatter {
+  public:
+    std::string make_option_name(const CLI::Option *option, bool isPositional) const override {
+        const std::string name = CLI::Formatter::make_option_name(option, isPositional);
+        return name.substr(0, name.find('{'));
+    }
+};
 
 MeasureProgress shownIn(ProgressBar &bar) {
     return [&bar, shown = int64_t{0}](double fraction) mutable {
@@ -78,9 +87,9 @@ class DeconvolveCommand {
         command
             .add_flag(
                 "--align{0}", align,
-                "Put the first direct sound at MS milliseconds, 0 unless given, and drop what "
-                "is before the start")
-            ->type_name("MS")
+                "Put the earliest direct sound at MS milliseconds, 0 unless given, and drop what "
+                "is ahead of the new start")
+            ->type_name("[=MS]")
             ->check([](const std::string &text) {
                 const auto value = numberIn(text);
                 const bool fits = value && *value >= 0.0 && *value <= latestStart;
@@ -88,6 +97,7 @@ class DeconvolveCommand {
             });
         command.add_flag("--trim", isTrimmed,
                          "End each channel where it sinks into the noise, with a fade");
+        command.formatter(std::make_shared<OptionNames>());
         format.addTo(command);
         addStrict(command);
         command.footer("The tone is matched with the recording by where both rise above the floor, "
@@ -100,17 +110,17 @@ class DeconvolveCommand {
         refuseOverwriting(output, recording);
         refuseOverwriting(output, tone);
         OutputFile file(output);
-        for (const std::string &name : {recording, tone}) {
-            describe(name);
-            warnOfTruncation(name);
-        }
+        const MeasuredSound heard = read(recording), played = read(tone);
 
         const auto start = std::chrono::steady_clock::now();
-        const MeasuredSound heard = loadSound(recording), played = loadSound(tone);
         MeasuredSound response = divide(heard, played);
-        if (checkTone(heard, played, response))
-            checkRecording(heard, response, recording);
-        mendDrift(heard, played, response);
+        const size_t loudest = loudestChannel(heard);
+        const MeasuredSound tonePlayed = channelOf(played, loudest);
+        const MeasuredSound delayed = behindSilence(channelOf(heard, loudest), tonePlayed);
+        const MeasuredSound whole = wholeResponse(delayed, tonePlayed);
+        check(heard, played, response, findTone(whole, tonePlayed));
+        if (const auto ppm = driftToMend(delayed, tonePlayed, whole))
+            response = divide(withoutDrift(heard, *ppm), played);
         shape(response);
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
         std::printf("Took      %.3f s\n", taken.count());
@@ -143,53 +153,56 @@ class DeconvolveCommand {
         return response;
     }
 
-    /// Warns where the recording doesn't hold the tone. Answers false where the tone does so.
-    bool checkTone(const MeasuredSound &heard, const MeasuredSound &played,
-                   const MeasuredSound &response) const {
+    void check(const MeasuredSound &heard, const MeasuredSound &played,
+               const MeasuredSound &response, const std::optional<ToneSpan> &place) const {
         const size_t span = std::max(heard.length(), played.length());
         const ToneMatch match = matchTone(response, span);
-        // A recording goes on behind its tone.
-        MeasuredSound reverse;
-        if (heard.length() <= played.length() &&
-            divideSounds(played, heard, uncutFloor, {}, reverse) == MeasureOutcome::done) {
-            const ToneMatch other = matchTone(reverse, span);
-            if (other.isResponse() && other.prominence > match.prominence + clearlyMore) {
-                warn(recording + " and " + tone + " seem to be exchanged: the recording comes " +
-                     "first");
-                return false;
-            }
+        if (areExchanged(heard, played, match)) {
+            warn(recording + " and " + tone + " seem to be exchanged: the recording comes first");
+            return;
         }
         if (!match.isResponse()) {
             warn("there is no tone of " + tone + " in " + recording +
                  ": nothing stands out of the noise as a room's response does");
         }
-        return true;
+        checkRecording(heard, response, match.isResponse() ? place : std::nullopt, recording);
     }
 
-    /// Makes the response anew where clocks ran apart.
-    void mendDrift(const MeasuredSound &heard, const MeasuredSound &played,
-                   MeasuredSound &response) const {
-        if (drift.empty())
-            return;
-        if (const auto given = numberIn(drift)) {
-            response = divide(withoutDrift(heard, *given), played);
-            return;
+    /// Whether the tone holds the recording, rather than the other way round as `match` tells.
+    static bool areExchanged(const MeasuredSound &heard, const MeasuredSound &played,
+                             const ToneMatch &match) {
+        // A recording goes on behind its tone.
+        MeasuredSound reverse;
+        if (heard.length() > played.length() ||
+            divideSounds(played, heard, uncutFloor, {}, reverse) != MeasureOutcome::done)
+            return false;
+        const ToneMatch other = matchTone(reverse, played.length());
+        return other.isResponse() && other.prominence > match.prominence + clearlyMore;
+    }
+
+    /// By how much the clocks ran apart, where that is to be mended.
+    std::optional<double> driftToMend(const MeasuredSound &delayed, const MeasuredSound &played,
+                                      const MeasuredSound &whole) const {
+        if (drift != "auto")
+            return numberIn(drift);
+        auto found = findDrift(whole, played);
+        if (!found) {
+            warn(recording + ": no clear direct sound tells of a drift, so the recording is left " +
+                 "as it is");
+            return std::nullopt;
         }
         // What is far apart is found less exactly, and better when most of it is mended.
-        double ppm = 0.0;
-        for (int pass = 0; pass < mostPasses; ++pass) {
-            const auto found = findDrift(response, played);
-            if (!found && pass == 0) {
-                warn(recording + ": no clear direct sound tells of a drift, so the recording is " +
-                     "left as it is");
-                return;
-            }
-            if (!found || std::fabs(*found) < smallestDrift)
+        double ppm = *found;
+        for (int pass = 1; pass < mostPasses && std::fabs(*found) >= smallestDrift; ++pass) {
+            found = findDrift(wholeResponse(withoutDrift(delayed, ppm), played), played);
+            if (!found)
                 break;
             ppm = std::clamp(ppm + *found, -largestDrift, largestDrift);
-            response = divide(withoutDrift(heard, ppm), played);
         }
         std::printf("Drift %+.1f ppm\n", ppm);
+        if (std::fabs(ppm) < smallestDrift)
+            return std::nullopt;
+        return ppm;
     }
 
     void shape(MeasuredSound &response) const {

@@ -123,7 +123,7 @@ class RenderCommand {
     CLI::Option *into;
     std::string folder;
     std::string type = "wav";
-    std::string savedState;
+    std::optional<std::string> savedState;
     std::optional<double> block;
     std::optional<double> channels;
     RenderWishes wishes;
@@ -154,7 +154,7 @@ class RenderCommand {
         refuseOverwritingBy(output, {input});
         OutputFile file(output);
         Renderer renderer(chain, settings, wishes, coreCount());
-        const auto state = openState({output}, renderer, recording.sampleRate());
+        const auto state = openState({input}, {output}, renderer, recording.sampleRate());
         RenderJob job{std::move(recording), file, chosen, state.get()};
 
         std::unique_ptr<SoundWriter> writer;
@@ -166,8 +166,7 @@ class RenderCommand {
         }
         const double written = static_cast<double>(writer->frames()) / job.recording.sampleRate();
         reportSpeed(written, watch.seconds());
-        if (state)
-            std::printf("Wrote     %s: the state\n", savedState.c_str());
+        reportState();
         writer->report();
     }
 
@@ -188,40 +187,39 @@ class RenderCommand {
 
         const int atOnce = std::min(coreCount(), static_cast<int>(names.size()));
         Renderer renderer(chain, settings, wishes, coreCount() / atOnce);
-        const auto state = openState(outputs, renderer, firstRate());
+        const auto state = openState(names, outputs, renderer, firstRate());
         Batch batch(plan, renderer, state.get());
         const Stopwatch watch;
         batch.run(atOnce, describer(nullptr));
         if (batch.writtenSeconds() > 0.0) {
             reportSpeed(batch.writtenSeconds(), watch.seconds());
-            if (state)
-                std::printf("Wrote     %s: the state\n", savedState.c_str());
+            reportState();
         }
         if (batch.hasFailed())
             throw ToldProblem();
     }
 
-    void refuseOverwritingBy(const std::string &output, const std::vector<std::string> &inputs) {
+    void refuseOverwritingBy(const std::string &output,
+                             const std::vector<std::string> &inputs) const {
         for (const std::string &input : inputs)
             refuseOverwriting(output, input);
         chain.refuseOverwritingBy(output);
     }
 
     /// The state's file, with its content; null where none is wanted.
-    std::unique_ptr<StateFile> openState(const std::vector<std::string> &outputs,
+    std::unique_ptr<StateFile> openState(const std::vector<std::string> &inputs,
+                                         const std::vector<std::string> &outputs,
                                          Renderer &renderer, double rate) const {
-        if (savedState.empty())
+        if (!savedState)
             return nullptr;
-        for (const std::string &name : names)
-            refuseOverwriting(savedState, name);
-        chain.refuseOverwritingBy(savedState);
+        refuseOverwritingBy(*savedState, inputs);
         for (const std::string &output : outputs) {
             std::error_code error;
             namespace fs = std::filesystem;
-            if (fs::weakly_canonical(output, error) == fs::weakly_canonical(savedState, error))
-                throw Problem(savedState + ": the state and the sound have one name");
+            if (fs::weakly_canonical(output, error) == fs::weakly_canonical(*savedState, error))
+                throw Problem(*savedState + ": the state and the sound have one name");
         }
-        auto state = std::make_unique<StateFile>(savedState);
+        auto state = std::make_unique<StateFile>(*savedState);
         state->write(renderer.state(rate));
         return state;
     }
@@ -258,6 +256,11 @@ class RenderCommand {
             std::printf("Settings  %s\n", shownSettings.c_str());
             std::fflush(stdout);
         };
+    }
+
+    void reportState() const {
+        if (savedState)
+            std::printf("Wrote     %s: the state\n", savedState->c_str());
     }
 
     static void reportSpeed(double written, double seconds) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <optional>
 
 namespace tonvale::workbench {
@@ -24,9 +25,11 @@ struct Setting {
     bool isEngine = false; ///< how the plug-in convolves, which isn't heard
 };
 
+constexpr double noFloor = -std::numeric_limits<double>::infinity();
+
 constexpr Setting settings[] = {
-    {0, "--wet", "DB", Law::decibels, -150, 6, "Level of the reverberated signal, or -inf"},
-    {1, "--dry", "DB", Law::decibels, -150, 6, "Level of the untreated signal, or -inf"},
+    {0, "--wet", "DB", Law::decibels, noFloor, 6, "Level of the reverberated signal, or -inf"},
+    {1, "--dry", "DB", Law::decibels, noFloor, 6, "Level of the untreated signal, or -inf"},
     {2, "--pre-verb", "MS", Law::linear, 0, 3000, "How far the wet signal leads the dry one"},
     {4, "--width", "W", Law::linear, -1, 1, "Stereo width at the input: 1 as it is, 0 mono"},
     {5, "--pan", "P", Law::linear, -1, 1, "Balance of the wet signal, -1 is left"},

@@ -1,4 +1,5 @@
 #include "workbench/cli/commands/commands.h"
+#include "workbench/cli/commands/list_line.h"
 #include "workbench/cli/commands/stage_catalogue.h"
 #include "workbench/cli/plugin_module.h"
 
@@ -45,15 +46,10 @@ void printStage(const StageKind &kind, const std::vector<std::string> &values) {
     std::printf("%-10s  %s\n", kind.key, kind.name);
     for (size_t i = 0; i < kind.values.size(); ++i) {
         const StageValue &value = kind.values[i];
-        const std::string start = i < values.size() ? values[i] : "";
         std::string line = "    " + std::string(value.name);
-        line.resize(std::max<size_t>(line.size(), 24), ' ');
-        line += start;
-        line.resize(std::max<size_t>(line.size(), 40), ' ');
-        line += rangeText(value);
-        line.resize(std::max<size_t>(line.size(), 56), ' ');
-        line += unitText(value);
-        line.erase(line.find_last_not_of(' ') + 1);
+        appendAt(line, 24, i < values.size() ? values[i] : "");
+        appendAt(line, 40, rangeText(value));
+        appendAt(line, 56, unitText(value));
         std::printf("%s\n", line.c_str());
     }
     std::printf("\n");

@@ -93,6 +93,8 @@ void appendFileStage(std::vector<char> &state, const std::string &path, int flag
 }
 
 std::vector<char> readStateFile(const std::string &path) {
+    if (path.empty())
+        throw Problem("the name of the state to load is missing");
     std::error_code error;
     if (std::filesystem::is_directory(path, error))
         throw Problem(path + ": a folder, no state");

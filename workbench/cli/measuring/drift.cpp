@@ -162,15 +162,7 @@ class DirectSound {
 
 std::optional<double> findDrift(const MeasuredSound &response, const MeasuredSound &tone) {
     const double rate = response.rate;
-    const auto energy = [](const std::vector<double> &samples) {
-        double sum = 0.0;
-        for (const double sample : samples)
-            sum += sample * sample;
-        return sum;
-    };
-    const auto &loudest =
-        *std::max_element(response.channels.begin(), response.channels.end(),
-                          [&](const auto &a, const auto &b) { return energy(a) < energy(b); });
+    const auto &loudest = response.channels[loudestChannel(response)];
     const auto start = findDirectSound(loudest, findDecay(loudest, rate));
     if (!start)
         return std::nullopt;

@@ -2,16 +2,17 @@
 
 #include "convolution/containers/bounded_integer.h"
 #include "host/host_object_ptr.h"
+#include "workbench/cli/sound/recording.h"
 #include "workbench/services/media.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <numeric>
 
 namespace tonvale::workbench {
 
 namespace {
-
-constexpr int blockFrames = 4096;
 
 class SoundSource final : public MediaSource {
   public:
@@ -51,23 +52,24 @@ MeasuredSound loadSound(const std::string &path) {
     if (!source)
         return sound;
     sound.rate = source->GetSampleRate();
-    const int width = source->GetNumChannels();
-    sound.channels.resize(static_cast<size_t>(width));
-    std::vector<double> frames(static_cast<size_t>(width) * blockFrames);
-    for (MediaReadBlock block{};;) {
-        block.time = block.secondTime = static_cast<double>(sound.length()) / sound.rate;
-        block.sampleRate = sound.rate;
-        block.channels = width;
-        block.length = blockFrames;
-        block.samples = frames.data();
-        source->GetSamples(&block);
-        if (block.samplesOut < 1)
-            return sound;
-        for (size_t c = 0; c < sound.channels.size(); ++c) {
-            for (int i = 0; i < block.samplesOut; ++i)
-                sound.channels[c].push_back(frames[static_cast<size_t>(i * width) + c]);
-        }
-    }
+    sound.channels.resize(static_cast<size_t>(source->GetNumChannels()));
+    if (source->GetLength() > 0.0)
+        sound.channels = Recording(path).readAll(SIZE_MAX);
+    return sound;
+}
+
+size_t loudestChannel(const MeasuredSound &sound) {
+    const auto energy = [](const std::vector<double> &samples) {
+        return std::inner_product(samples.begin(), samples.end(), samples.begin(), 0.0);
+    };
+    const auto loudest =
+        std::max_element(sound.channels.begin(), sound.channels.end(),
+                         [&](const auto &a, const auto &b) { return energy(a) < energy(b); });
+    return static_cast<size_t>(loudest - sound.channels.begin());
+}
+
+MeasuredSound channelOf(const MeasuredSound &sound, size_t channel) {
+    return {sound.rate, {sound.channels[channel % sound.channels.size()]}};
 }
 
 MediaSource *makeSoundSource(const MeasuredSound &sound) {

@@ -16,8 +16,15 @@ struct MeasuredSound {
 };
 
 /// All of a media file, in its own rate and channels; without channels where it can't be opened.
-/// Samples that aren't finite read as 0. Throws std::bad_alloc.
+/// Warns of a truncated file, and of samples that aren't finite, which read as 0. Throws
+/// Problem, std::bad_alloc.
 MeasuredSound loadSound(const std::string &path);
+
+/// The channel with the most energy, of one or more.
+size_t loudestChannel(const MeasuredSound &sound);
+
+/// A channel by itself, modulo their count.
+MeasuredSound channelOf(const MeasuredSound &sound, size_t channel);
 
 /// A source that reads `sound`, which must outlive it, in its own rate and channels alone. The
 /// caller owns it.

@@ -1,12 +1,12 @@
 #include "workbench/cli/measuring/recording_check.h"
 
+#include "workbench/analysis/noise_floor.h"
 #include "workbench/cli/warnings.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <span>
-#include <vector>
 
 namespace tonvale::workbench {
 
@@ -27,14 +27,16 @@ constexpr size_t gapSurroundings = 128;
 // In whole numbers slow and quiet sound often stands still.
 constexpr double mostEqualPairs = 0.25;
 constexpr double gapSilence = 1e-3;
+constexpr double gapJump = 3;
 
 constexpr double endSeconds = 0.05;
-constexpr size_t quietBlocks = 3;
-constexpr double noNoise = 1e-4; // 80 dB under the loudest
-constexpr double loudestNoise = 0.25;
-constexpr double aboveNoise = 10.0; // 20 dB
-constexpr double underPeak = 0.01;  // -40 dB
-constexpr double leastDecay = 1e-3; // -60 dB
+constexpr double leastEndSeconds = 0.01;
+constexpr double aheadSeconds = 0.02;  // that a sound may begin before its direct sound
+constexpr double steadySeconds = 0.25; // in which any decay falls
+constexpr double kneeSeconds = 0.1;    // behind where a decay ends
+constexpr double aboveNoise = 10.0;    // 20 dB
+constexpr double underPeak = 0.01;     // -40 dB
+constexpr double leastDecay = 1e-3;    // -60 dB
 
 double peakOf(Channel samples) {
     double peak = 0.0;
@@ -79,6 +81,16 @@ bool isLively(Channel samples, double threshold) {
            static_cast<double>(equal) < mostEqualPairs * static_cast<double>(samples.size());
 }
 
+/// The smallest difference of two neighbours that aren't equal.
+double smallestStep(Channel samples) {
+    double smallest = INFINITY;
+    for (size_t i = 1; i < samples.size(); ++i) {
+        if (const double step = std::fabs(samples[i] - samples[i - 1]); step > 0.0)
+            smallest = std::min(smallest, step);
+    }
+    return smallest;
+}
+
 /// The first sample of a gap inside of sound, which isn't its clipped peak; the length where there
 /// is none.
 size_t firstGap(Channel samples, double peak) {
@@ -87,9 +99,15 @@ size_t firstGap(Channel samples, double peak) {
         if (end - start < gapRun || std::fabs(samples[start]) == peak || start < gapSurroundings ||
             samples.size() - end < gapSurroundings)
             continue;
+        const Channel before = samples.subspan(start - gapSurroundings, gapSurroundings);
+        const Channel after = samples.subspan(end, gapSurroundings);
         const double threshold = gapSilence * peak;
-        if (isLively(samples.subspan(start - gapSurroundings, gapSurroundings), threshold) &&
-            isLively(samples.subspan(end, gapSurroundings), threshold))
+        if (!isLively(before, threshold) || !isLively(after, threshold))
+            continue;
+        // Where a slow wave turns it stands still in whole numbers, and goes on by small steps.
+        const double jump = std::max(std::fabs(samples[start] - before.back()),
+                                     std::fabs(after.front() - samples[start]));
+        if (jump > gapJump * std::min(smallestStep(before), smallestStep(after)))
             return start;
     }
     return samples.size();
@@ -102,40 +120,70 @@ double rms(Channel samples) {
     return std::sqrt(sum / static_cast<double>(samples.size()));
 }
 
-/// Whether the end is still loud: against the quietest part where that shows noise, else against
-/// the loudest.
-bool stopsBeforeDecay(Channel samples, double rate) {
-    const auto block = static_cast<size_t>(std::ceil(endSeconds * rate));
-    if (samples.size() < block)
-        return false;
-    std::vector<double> levels;
-    for (size_t start = 0; start + block <= samples.size(); start += block)
-        levels.push_back(rms(samples.subspan(start, block)));
-    std::sort(levels.begin(), levels.end());
-    const double loudest = levels.back();
-    const double quiet = levels[std::min(levels.size(), quietBlocks) - 1];
-    // Noise is much the same in several blocks; a decay passes through each level but once.
-    const bool showsNoise =
-        quiet < 2.0 * levels[0] && quiet > noNoise * loudest && quiet < loudestNoise * loudest;
-    return rms(samples.last(block)) > (showsNoise ? aboveNoise * quiet : underPeak * loudest);
+/// The level of what a sound sinks into, for long enough to be no decay; 0 where that doesn't show.
+double noiseBehind(Channel samples, double rate) {
+    const Decay decay = findDecay(samples, rate);
+    const bool sinks = decay.fall > 0;
+    const auto length = static_cast<double>(samples.size() - (sinks ? decay.knee : 0));
+    const bool shows = decay.showsNoise && length > rate * (sinks ? kneeSeconds : steadySeconds);
+    return shows ? std::sqrt(decay.noise) : 0.0;
 }
 
-/// Whether anything follows the response's peak, as it doesn't where the tone came back by a cable:
-/// such a recording may end with the tone.
+/// The level of the quietest part above silence; 0 where there is none.
+double noiseAhead(Channel samples, double rate) {
+    const auto block = static_cast<size_t>(std::ceil(endSeconds * rate));
+    double least = INFINITY;
+    for (size_t start = 0; start + block <= samples.size(); start += block) {
+        const double level = rms(samples.subspan(start, block));
+        if (level > silentPeak)
+            least = std::min(least, level);
+    }
+    return least < INFINITY ? least : 0.0;
+}
+
+/// The level of the noise before the tone sounds or behind it; 0 where neither shows it.
+double noiseOf(Channel samples, double rate, const ToneSpan &tone) {
+    const auto place = [&](int64_t sample) {
+        return static_cast<size_t>(
+            std::clamp<int64_t>(sample, 0, static_cast<int64_t>(samples.size())));
+    };
+    const int64_t ahead = tone.start - std::llround(aheadSeconds * rate);
+    // Whoever edits a recording may put silence ahead, with the dither of whole numbers.
+    return std::max(noiseAhead(samples.first(place(ahead)), rate),
+                    noiseBehind(samples.subspan(place(tone.end)), rate));
+}
+
+/// Whether the end is still loud: against the noise where that shows, else against the tone's own
+/// end.
+bool stopsBeforeDecay(Channel samples, double rate, const ToneSpan &tone) {
+    const auto length = static_cast<int64_t>(samples.size());
+    const int64_t block = std::llround(endSeconds * rate);
+    if (length < block)
+        return false;
+    const auto end = static_cast<size_t>(std::clamp(tone.end, block, length));
+    // A short room has died away within less than that.
+    const int64_t shortest = std::llround(leastEndSeconds * rate);
+    const auto share = static_cast<int64_t>(samples.size() - end) / 4;
+    const double last = rms(samples.last(static_cast<size_t>(std::clamp(share, shortest, block))));
+    if (const double noise = noiseOf(samples, rate, tone); noise > 0.0)
+        return last > aboveNoise * noise;
+    const auto whole = static_cast<size_t>(block);
+    return last > underPeak * rms(samples.subspan(end - whole, whole));
+}
+
+/// Whether the response sounds on behind its peak, as it doesn't where the tone came back by a
+/// cable: such a recording may end with the tone.
 bool hasDecay(Channel response, double rate) {
-    const auto peak = std::max_element(response.begin(), response.end(), [](double a, double b) {
-        return std::fabs(a) < std::fabs(b);
-    });
-    const auto behind = static_cast<size_t>(peak - response.begin()) +
-                        static_cast<size_t>(std::ceil(endSeconds * rate));
-    return behind < response.size() &&
-           peakOf(response.subspan(behind)) > leastDecay * std::fabs(*peak);
+    const Decay decay = findDecay(response, rate);
+    const size_t behind = decay.peak + static_cast<size_t>(std::ceil(endSeconds * rate));
+    return behind < decay.knee && peakOf(response.subspan(behind, decay.knee - behind)) >
+                                      leastDecay * std::fabs(response[decay.peak]);
 }
 
 } // namespace
 
 void checkRecording(const MeasuredSound &recording, const MeasuredSound &response,
-                    const std::string &name) {
+                    const std::optional<ToneSpan> &tone, const std::string &name) {
     double peak = 0.0;
     for (const auto &channel : recording.channels)
         peak = std::max(peak, peakOf(channel));
@@ -148,9 +196,9 @@ void checkRecording(const MeasuredSound &recording, const MeasuredSound &respons
             continue;
         }
         isCut = isCut || isClipped(channel, peak);
-        isLoudAtEnd = isLoudAtEnd || (c < response.channels.size() &&
+        isLoudAtEnd = isLoudAtEnd || (tone && c < response.channels.size() &&
                                       hasDecay(response.channels[c], response.rate) &&
-                                      stopsBeforeDecay(channel, recording.rate));
+                                      stopsBeforeDecay(channel, recording.rate, *tone));
         const size_t gap = hasGap ? channel.size() : firstGap(channel, peak);
         if (gap < channel.size()) {
             hasGap = true;

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <new>
 #include <numbers>
-#include <numeric>
 
 namespace tonvale::workbench {
 
@@ -20,10 +19,6 @@ constexpr double mostDecibels = 200;
 
 constexpr double leastProminence = 10; // dB; noise alone reaches half of that
 constexpr double largestSpread = 0.1;  // seconds
-
-double energyOf(const std::vector<double> &samples) {
-    return std::inner_product(samples.begin(), samples.end(), samples.begin(), 0.0);
-}
 
 struct Arrival {
     double prominence;
@@ -70,9 +65,7 @@ bool ToneMatch::isResponse() const {
 }
 
 ToneMatch matchTone(const MeasuredSound &response, size_t span) {
-    const auto &samples =
-        *std::max_element(response.channels.begin(), response.channels.end(),
-                          [](const auto &a, const auto &b) { return energyOf(a) < energyOf(b); });
+    const auto &samples = response.channels[loudestChannel(response)];
     span = std::max(span, samples.size());
     const int32_t bits = std::max(10, static_cast<int32_t>(std::bit_width(span - 1)));
     ComplexTransform transform;

@@ -2,6 +2,7 @@
 
 #include "workbench/cli/output_file.h"
 #include "workbench/cli/problem.h"
+#include "workbench/cli/sound/holes.h"
 #include "workbench/cli/sound/sound_reader.h"
 #include "workbench/cli/sound/speakers.h"
 #include "workbench/cli/sound/truncation.h"
@@ -9,16 +10,56 @@
 #include "workbench/services/media.h"
 
 #include <algorithm>
-#include <cmath>
 #include <unistd.h>
 
 namespace tonvale::workbench {
 
 namespace {
 
+constexpr int wholeBlock = 65536;
+
 bool isPlausible(const SF_INFO &info) {
     return info.frames >= 0 && info.frames != SF_COUNT_MAX && info.samplerate >= 1 &&
            info.channels >= 1;
+}
+
+sf_count_t readFrames(SNDFILE *file, short *to, sf_count_t frames) {
+    return sf_readf_short(file, to, frames);
+}
+sf_count_t readFrames(SNDFILE *file, double *to, sf_count_t frames) {
+    return sf_readf_double(file, to, frames);
+}
+
+double sampleOf(short number) {
+    return number * 0x1p-15;
+}
+double sampleOf(double number) {
+    return number;
+}
+
+/// Reads up to `count` frames and answers how many there were.
+template <class Number>
+int readInterleaved(SNDFILE *file, std::vector<Number> &interleaved, size_t width, int count) {
+    interleaved.resize(static_cast<size_t>(count) * width);
+    int got = 0;
+    while (got < count) {
+        Number *to = interleaved.data() + static_cast<size_t>(got) * width;
+        const sf_count_t more = readFrames(file, to, count - got);
+        if (more <= 0)
+            break;
+        got += static_cast<int>(more);
+    }
+    return got;
+}
+
+template <class Number>
+void separate(const std::vector<Number> &interleaved, size_t width, int count,
+              double *const *planes) {
+    for (size_t c = 0; c < width; ++c) {
+        const Number *from = interleaved.data() + c;
+        for (int i = 0; i < count; ++i, from += width)
+            planes[c][i] = sampleOf(*from);
+    }
 }
 
 } // namespace
@@ -74,6 +115,7 @@ void Recording::takeOver(SNDFILE *opened, const SF_INFO &info) {
     channelCount = info.channels;
     rate = info.samplerate;
     promised = info.frames;
+    hasShorts = (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16;
     speakerMask = toldSpeakers(file.get(), channelCount);
 }
 
@@ -81,19 +123,16 @@ int Recording::read(double *const *planes, int count) {
     const int64_t left = promised ? *promised - position : count;
     const auto wanted = static_cast<int>(std::min<int64_t>(left, count));
     const auto width = static_cast<size_t>(channelCount);
-    interleaved.resize(static_cast<size_t>(count) * width);
     int got = 0;
-    while (got < wanted) {
-        const sf_count_t more = sf_readf_double(
-            file.get(), interleaved.data() + static_cast<size_t>(got) * width, wanted - got);
-        if (more <= 0)
-            break;
-        got += static_cast<int>(more);
-    }
-    for (size_t c = 0; c < width; ++c) {
-        const double *from = interleaved.data() + c;
-        for (int i = 0; i < got; ++i, from += width)
-            planes[c][i] = std::isfinite(*from) ? *from : 0.0;
+    if (hasShorts) {
+        // What has 16 bits needs no way through the library's own doubles.
+        got = readInterleaved(file.get(), shorts, width, wanted);
+        separate(shorts, width, got, planes);
+    } else {
+        got = readInterleaved(file.get(), doubles, width, wanted);
+        if (fillHoles({doubles.data(), static_cast<size_t>(got) * width}))
+            warnOfHoles(name);
+        separate(doubles, width, got, planes);
     }
     position += got;
     if (got < wanted && promised)
@@ -101,6 +140,27 @@ int Recording::read(double *const *planes, int count) {
     if (position == 0)
         throw Problem(name + ": holds no samples");
     return got;
+}
+
+std::vector<std::vector<double>> Recording::readAll(size_t mostSamples) {
+    const auto width = static_cast<size_t>(channelCount);
+    std::vector<std::vector<double>> samples(width);
+    std::vector<double *> planes(width);
+    size_t length = 0;
+    int got = 0;
+    do {
+        for (size_t c = 0; c < width; ++c) {
+            samples[c].resize(length + wholeBlock);
+            planes[c] = samples[c].data() + length;
+        }
+        got = read(planes.data(), wholeBlock);
+        length += static_cast<size_t>(got);
+        if (length * width > mostSamples)
+            throw Problem(name + ": is too long to be held in memory");
+    } while (got == wholeBlock);
+    for (auto &channel : samples)
+        channel.resize(length);
+    return samples;
 }
 
 } // namespace tonvale::workbench

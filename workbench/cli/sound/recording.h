@@ -10,7 +10,8 @@
 namespace tonvale::workbench {
 
 /// Reads a media file, or a WAV from standard input ("-"), from start to end in its own rate and
-/// channels, in constant memory. Samples that aren't finite read as 0. One thread at a time.
+/// channels, in constant memory. Samples that aren't finite read as 0, with a warning. One thread
+/// at a time.
 class Recording {
   public:
     /// Throws Problem when it can't be opened, holds no samples or has more channels than the
@@ -29,6 +30,9 @@ class Recording {
     /// `count` at the end only. Throws Problem where there was none at all.
     int read(double *const *planes, int count);
 
+    /// What is left of each channel. Throws Problem where that is more than `mostSamples` in all.
+    std::vector<std::vector<double>> readAll(size_t mostSamples);
+
   private:
     struct Close {
         void operator()(SNDFILE *file) const { sf_close(file); }
@@ -40,8 +44,10 @@ class Recording {
     double rate = 0.0;
     uint32_t speakerMask = 0;
     std::optional<int64_t> promised;
-    int64_t position = 0; ///< frames
-    std::vector<double> interleaved;
+    int64_t position = 0;      ///< frames
+    bool hasShorts = false;    ///< 16 bits a sample
+    std::vector<short> shorts; ///< interleaved, as are the others
+    std::vector<double> doubles;
 
     void open(const std::string &path);
     void openStandardInput();

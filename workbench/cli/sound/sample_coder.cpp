@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 namespace tonvale::workbench {
 
@@ -34,6 +35,27 @@ double rounded(double level, double scale) {
 
 constexpr double scale16 = 0x1p15;
 constexpr double scale24 = 0x1p23;
+
+/// The largest magnitude of neighbours, NaN where one isn't finite. Several at once and without
+/// branches, since each comparison waits for the one before it.
+double peakOf(const double *samples, int frames) {
+    constexpr int ways = 8;
+    double peaks[ways] = {};
+    double doubts[ways] = {}; // 0 for numbers, NaN for what is none or infinite
+    int i = 0;
+    for (; i + ways <= frames; i += ways) {
+        for (int way = 0; way < ways; ++way) {
+            const double size = std::fabs(samples[i + way]);
+            peaks[way] = peaks[way] < size ? size : peaks[way];
+            doubts[way] += size - size;
+        }
+    }
+    for (; i < frames; ++i) {
+        peaks[0] = std::max(peaks[0], std::fabs(samples[i]));
+        doubts[0] += samples[i] - samples[i];
+    }
+    return *std::max_element(peaks, peaks + ways) + std::accumulate(doubts, doubts + ways, 0.0);
+}
 
 size_t bytesOf(int depth) {
     return depth == 24 ? sizeof(int32_t) : static_cast<size_t>(depth / 8);
@@ -99,26 +121,19 @@ const void *SampleCoder::code(const double *const *planes, int frames, int offse
 void SampleCoder::measure(const double *samples, int frames, int spacing) {
     const double mostHeld = format.depth == 32 ? double{std::numeric_limits<float>::max()}
                                                : std::numeric_limits<double>::max();
-    // Several at once, since each comparison waits for the one before it.
-    constexpr int ways = 4;
-    double peaks[ways] = {};
-    bool strange[ways] = {};
-    const auto take = [&](int way, double sample) {
-        const double size = std::fabs(sample);
-        const bool isHeld = size <= mostHeld;
-        strange[way] |= !isHeld;
-        const double counted = isHeld ? size : 0.0;
-        peaks[way] = peaks[way] < counted ? counted : peaks[way];
-    };
-    int i = 0;
-    for (; i + ways <= frames; i += ways) {
-        for (int way = 0; way < ways; ++way, samples += spacing)
-            take(way, *samples);
+    if (spacing == 1) {
+        if (const double peak = peakOf(samples, frames); peak <= mostHeld) {
+            largest = std::max(largest, peak);
+            return;
+        }
     }
-    for (; i < frames; ++i, samples += spacing)
-        take(0, *samples);
-    largest = std::max(largest, *std::max_element(peaks, peaks + ways));
-    nonFinite |= std::any_of(strange, strange + ways, [](bool seen) { return seen; });
+    for (int i = 0; i < frames; ++i, samples += spacing) {
+        const double size = std::fabs(*samples);
+        if (size <= mostHeld)
+            largest = std::max(largest, size);
+        else
+            nonFinite = true;
+    }
 }
 
 } // namespace tonvale::workbench

@@ -48,6 +48,8 @@ constexpr Limits limits[] = {
 Container containerOf(const std::string &name) {
     if (name == pipeName)
         return Container::wave;
+    if (name.empty())
+        throw Problem("the name of the output file is missing");
     std::string ending = std::filesystem::path(name).extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) {
         return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);

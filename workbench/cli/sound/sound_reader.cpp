@@ -1,6 +1,7 @@
 #include "workbench/cli/sound/sound_reader.h"
 
 #include "workbench/cli/problem.h"
+#include "workbench/cli/sound/holes.h"
 #include "workbench/cli/sound/truncation.h"
 #include "workbench/services/media.h"
 
@@ -29,6 +30,7 @@ HostObjectPtr<MediaSource> openMedia(const std::string &path) {
     if (!(framesOf(*source) >= 1.0))
         throw Problem(path + ": holds no samples");
     warnOfTruncation(path);
+    warnOfHolesIn(path);
     return source;
 }
 
