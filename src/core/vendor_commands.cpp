@@ -1,6 +1,7 @@
 #include "core/vendor_commands.h"
 
 #include "convolution/containers/bounded_integer.h"
+#include "core/module_state.h"
 #include "core/reverb_plugin.h"
 #include "host/vendor_protocol.h"
 #include "text/number_text.h"
