@@ -230,9 +230,11 @@ void Instance::play(uint32_t offset, int32_t frames) {
     past.write(in.data(), frames);
     voice->follow(settings);
     voice->process(in.data(), out.data(), frames);
+    const int32_t late = voice->latency();
+    const Change change{late, incoming ? incoming->voice->latency() : late, faded};
     if (incoming)
         crossfade(frames);
-    bypass(frames);
+    bypass(frames, change);
     writeOutputs(offset, frames);
 }
 
@@ -274,12 +276,12 @@ void Instance::crossfade(int32_t frames) {
     loader.retire(incoming.release());
 }
 
-void Instance::bypass(int32_t frames) {
+/// The untreated signal goes from latency to latency as the response does.
+void Instance::bypass(int32_t frames, const Change &change) {
     const double target = isOn(portEnabled) ? 1.0 : 0.0;
     if (presence == target && target == 1.0)
         return;
     const double step = 1.0 / bypassLength;
-    const int32_t delay = latency();
     const size_t inputs = kind.inputs.channels.size();
     const double start = presence;
     for (size_t c = 0; c < kind.outputs.channels.size(); ++c) {
@@ -287,7 +289,11 @@ void Instance::bypass(int32_t frames) {
         for (int32_t i = 0; i < frames; ++i) {
             presence = target > presence ? std::min(presence + step, target)
                                          : std::max(presence - step, target);
-            const double untreated = past.at(c % inputs, frames, i, delay);
+            double untreated = past.at(c % inputs, frames, i, change.before);
+            if (change.after != change.before) {
+                const double gain = std::clamp((change.faded + i) / fadeLength, 0.0, 1.0);
+                untreated += gain * (past.at(c % inputs, frames, i, change.after) - untreated);
+            }
             out[c][i] =
                 presence == 0.0 ? untreated : untreated + presence * (out[c][i] - untreated);
         }

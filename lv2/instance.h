@@ -58,7 +58,11 @@ class Instance {
     void play(uint32_t offset, int32_t frames);
     void readInputs(uint32_t offset, int32_t frames);
     void crossfade(int32_t frames);
-    void bypass(int32_t frames);
+    struct Change {
+        int32_t before, after; ///< latencies
+        int32_t faded;
+    };
+    void bypass(int32_t frames, const Change &change);
     void writeOutputs(uint32_t offset, int32_t frames);
     void writeAnswers();
     int32_t latency() const;

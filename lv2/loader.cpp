@@ -92,13 +92,13 @@ std::unique_ptr<Loaded> Loader::make(const ChainText &chain, uint32_t number,
     auto loaded = std::make_unique<Loaded>();
     loaded->wish = number;
     loaded->settings = wanted;
-    const ResponseShape shape = probeResponse(lines, rate);
-    loaded->report = makeReport(lines, shape, rate, tell);
+    ResponseShape shape;
     try {
-        loaded->voice = Voice::build(kind, rate, wanted, lines, shape.channels);
+        loaded->voice = Voice::build(kind, rate, wanted, lines, shape);
     } catch (const std::exception &) {
         // The old voice goes on.
     }
+    loaded->report = makeReport(lines, shape, rate, tell);
     return loaded;
 }
 

@@ -19,16 +19,23 @@ constexpr double echoFrames = 800;
 constexpr double echoSpacing = 20;
 constexpr double sameSample = 1e-3;
 
-/// Wet alone, in the way that costs least.
-std::unique_ptr<Effect> probeOf(const std::vector<std::string> &chain, double rate,
-                                int32_t channels) {
-    auto probe = Effect::make(rate, channels);
+/// Wet alone, as it is.
+void bare(Effect &probe) {
+    probe.setParameter(paramWet, 1.0f);
+    probe.setParameter(paramDry, 0.0f);
+    probe.setParameter(paramPreverb, 0.0f);
+    probe.setParameter(paramWidth, 1.0f);
+    probe.setParameter(paramPan, 0.5f);
+}
+
+/// One of its own, which works in the way that costs least.
+std::unique_ptr<Effect> probeOf(const std::vector<std::string> &chain, double rate) {
+    auto probe = Effect::make(rate, maxChannels);
     if (!probe)
         return nullptr;
     probe->setParameter(paramZeroLatency, 0.0f);
     probe->setParameter(paramLowLatency, 0.0f);
-    probe->setParameter(paramWet, 1.0f);
-    probe->setParameter(paramDry, 0.0f);
+    bare(*probe);
     setChain(*probe, chain);
     return probe;
 }
@@ -69,7 +76,7 @@ int32_t countChannels(std::vector<std::string> chain, double rate) {
     writer.add(" 0.5");
     chain.emplace_back("BASICEDIT 1 0 0 1 0 1 0");
     chain.emplace_back(marks);
-    const auto probe = probeOf(chain, rate, maxChannels);
+    const auto probe = probeOf(chain, rate);
     if (!probe)
         return 1;
     std::vector<std::vector<double>> heard(maxChannels);
@@ -103,20 +110,19 @@ double peakOf(Effect &probe, int32_t channels, int32_t length) {
 
 } // namespace
 
-ResponseShape probeResponse(const std::vector<std::string> &chain, double rate) {
-    const auto probe = probeOf(chain, rate, 1);
-    if (!probe)
-        return {};
-    ResponseShape shape{.frames = probe->responseLength(), .channels = probe->toldChannels()};
+ResponseShape probeResponse(Effect &probe, const std::vector<std::string> &chain, double rate) {
+    bare(probe);
+    ResponseShape shape{.frames = probe.responseLength(), .channels = probe.toldChannels()};
     if (shape.channels < 1)
         shape.channels = countChannels(chain, rate);
-    shape.peak = peakOf(*probe, shape.channels, shape.frames);
+    shape.peak = peakOf(probe, shape.channels, shape.frames);
     if (shape.frames > 1)
         return shape;
     // Nothing at all also counts one sample, and lets a click pass; a sample can be halved.
-    probe->appendStage("NORM 0.5");
-    probe->finishChain();
-    if (peakOf(*probe, shape.channels, 1) > 0.75)
+    std::vector<std::string> halved = chain;
+    halved.emplace_back("NORM 0.5");
+    const auto other = probeOf(halved, rate);
+    if (other && peakOf(*other, shape.channels, 1) > 0.75)
         return {};
     return shape;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lv2/effect.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -13,8 +15,9 @@ struct ResponseShape {
     double peak = 0.0; ///< full scale is 1
 };
 
-/// Plays clicks through instances of its own, since the record of an effect tells no more than the
-/// length, and whether there are one, two or more channels. Not on an audio thread.
-ResponseShape probeResponse(const std::vector<std::string> &chain, double rate);
+/// Plays clicks through an effect that has this chain, since its record tells no more than the
+/// length, and whether there are one, two or more channels. Leaves it with other channels, signal
+/// and parameters that act at once. Not on an audio thread.
+ResponseShape probeResponse(Effect &probe, const std::vector<std::string> &chain, double rate);
 
 } // namespace tonvale::lv2

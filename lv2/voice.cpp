@@ -30,33 +30,41 @@ bool needsAnotherVoice(const Settings &a, const Settings &b) {
 }
 
 std::unique_ptr<Voice> Voice::build(const PluginKind &kind, double rate, const Settings &settings,
-                                    const std::vector<std::string> &chain,
-                                    int32_t responseChannels) {
+                                    const std::vector<std::string> &chain, ResponseShape &shape) {
     std::unique_ptr<Voice> voice(new Voice(kind, settings));
-    const bool crosses = kind.crosses && responseChannels >= trueStereoChannels;
-    for (const char *selection : {straightChannels, crossingChannels}) {
+    if (!voice->addPart(rate, chain))
+        return nullptr;
+    shape = probeResponse(*voice->parts[0], chain, rate);
+    if (kind.crosses && shape.channels >= trueStereoChannels) {
+        Effect &straight = *voice->parts[0];
+        straight.appendStage(straightChannels);
+        straight.finishChain();
         std::vector<std::string> lines = chain;
-        if (crosses)
-            lines.emplace_back(selection);
+        lines.emplace_back(crossingChannels);
         if (!voice->addPart(rate, lines))
             return nullptr;
-        if (!crosses)
-            break;
     }
     voice->second.resize(kind.outputs.channels.size() * longestPiece);
-
-    std::vector<double> room(kind.outputs.channels.size() * longestPiece);
-    std::vector<double *> scratch;
-    for (size_t c = 0; c < kind.outputs.channels.size(); ++c)
-        scratch.push_back(room.data() + c * longestPiece);
-    for (auto &part : voice->parts) {
-        part->setParameter(paramWidth, 0.25f);
-        for (int32_t done = 0; done < settlingFrames; done += longestPiece)
-            part->process(nullptr, scratch.data(), longestPiece);
-        part->setParameter(paramWidth, settings[paramWidth]);
-        part->reset();
-    }
+    for (size_t i = 0; i < voice->parts.size(); ++i)
+        voice->settle(*voice->parts[i], i);
     return voice;
+}
+
+/// Brings its rooms to their size, and it to its settings.
+void Voice::settle(Effect &part, size_t index) {
+    const size_t channels = kind.outputs.channels.size();
+    std::vector<double> room(channels * longestPiece);
+    std::vector<double *> scratch;
+    for (size_t c = 0; c < channels; ++c)
+        scratch.push_back(room.data() + c * longestPiece);
+    part.setChannels(static_cast<int32_t>(channels));
+    part.setParameter(paramWidth, 0.25f);
+    for (int32_t done = 0; done < settlingFrames; done += longestPiece)
+        part.process(nullptr, scratch.data(), longestPiece);
+    for (const int32_t parameter : playedParameters)
+        set(index, parameter, settings[static_cast<size_t>(parameter)]);
+    part.setParameter(paramPreverb, settings[paramPreverb]);
+    part.reset();
 }
 
 bool Voice::addPart(double rate, const std::vector<std::string> &chain) {
@@ -71,17 +79,20 @@ bool Voice::addPart(double rate, const std::vector<std::string> &chain) {
         part.process(nullptr, nullptr, longestPiece);
     for (const int32_t parameter : builtParameters)
         part.setParameter(parameter, settings[static_cast<size_t>(parameter)]);
-    for (const int32_t parameter : playedParameters)
-        set(parameter, settings[static_cast<size_t>(parameter)]);
     part.reset();
     setChain(part, chain);
     part.reset();
     return true;
 }
 
+/// The dry signal is the first part's.
+void Voice::set(size_t part, int32_t parameter, float value) {
+    parts[part]->setParameter(parameter, parameter == paramDry && part > 0 ? 0.0f : value);
+}
+
 void Voice::set(int32_t parameter, float value) {
     for (size_t i = 0; i < parts.size(); ++i)
-        parts[i]->setParameter(parameter, parameter == paramDry && i > 0 ? 0.0f : value);
+        set(i, parameter, value);
 }
 
 void Voice::follow(const Settings &next) {

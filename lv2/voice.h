@@ -2,6 +2,7 @@
 
 #include "lv2/effect.h"
 #include "lv2/plugin_table.h"
+#include "lv2/response_probe.h"
 
 #include <memory>
 #include <string>
@@ -19,11 +20,11 @@ bool needsAnotherVoice(const Settings &a, const Settings &b);
 /// asked of it once it is built allocates nothing.
 class Voice {
   public:
-    /// Null where memory is out.
+    /// Null where memory is out. Tells in `shape` what the chain made.
     static std::unique_ptr<Voice> build(const PluginKind &kind, double rate,
                                         const Settings &settings,
                                         const std::vector<std::string> &chain,
-                                        int32_t responseChannels);
+                                        ResponseShape &shape);
 
     /// Takes over what changes while it sounds, wet, dry, width and pan, over one block.
     void follow(const Settings &next);
@@ -42,6 +43,8 @@ class Voice {
         : kind(of)
         , settings(wanted) {}
     bool addPart(double rate, const std::vector<std::string> &chain);
+    void settle(Effect &part, size_t index);
+    void set(size_t part, int32_t parameter, float value);
     void set(int32_t parameter, float value);
     void run(size_t part, double *const *in, double *const *out, int32_t frames);
 
