@@ -281,8 +281,8 @@ SoundFile open(const char *path, SF_INFO &info, std::string &problem) {
         problem = "truncated: its end, which tells the length, is missing";
         return nullptr;
     }
-    if (info.frames < 0 || info.samplerate < 1 ||
-        info.channels < 1 || info.channels > mostMediaChannels) {
+    if (info.frames < 0 || info.samplerate < 1 || info.channels < 1 ||
+        info.channels > mostMediaChannels) {
         problem = "not a media file that can be read (damaged header)";
         return nullptr;
     }

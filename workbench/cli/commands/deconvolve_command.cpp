@@ -118,7 +118,7 @@ class DeconvolveCommand {
         const MeasuredSound tonePlayed = channelOf(played, loudest);
         const MeasuredSound delayed = behindSilence(channelOf(heard, loudest), tonePlayed);
         const MeasuredSound whole = wholeResponse(delayed, tonePlayed);
-        check(heard, played, response, findTone(whole, tonePlayed));
+        check(heard, played, response, whole);
         if (const auto ppm = driftToMend(delayed, tonePlayed, whole))
             response = divide(withoutDrift(heard, *ppm), played);
         shape(response);
@@ -154,9 +154,8 @@ class DeconvolveCommand {
     }
 
     void check(const MeasuredSound &heard, const MeasuredSound &played,
-               const MeasuredSound &response, const std::optional<ToneSpan> &place) const {
-        const size_t span = std::max(heard.length(), played.length());
-        const ToneMatch match = matchTone(response, span);
+               const MeasuredSound &response, const MeasuredSound &whole) const {
+        const ToneMatch match = matchTone(whole);
         if (areExchanged(heard, played, match)) {
             warn(recording + " and " + tone + " seem to be exchanged: the recording comes first");
             return;
@@ -165,7 +164,8 @@ class DeconvolveCommand {
             warn("there is no tone of " + tone + " in " + recording +
                  ": nothing stands out of the noise as a room's response does");
         }
-        checkRecording(heard, response, match.isResponse() ? place : std::nullopt, recording);
+        const auto place = match.isResponse() ? findTone(whole, played) : std::nullopt;
+        checkRecording(heard, response, place, recording);
     }
 
     /// Whether the tone holds the recording, rather than the other way round as `match` tells.
@@ -176,7 +176,7 @@ class DeconvolveCommand {
         if (heard.length() > played.length() ||
             divideSounds(played, heard, uncutFloor, {}, reverse) != MeasureOutcome::done)
             return false;
-        const ToneMatch other = matchTone(reverse, played.length());
+        const ToneMatch other = matchTone(reverse);
         return other.isResponse() && other.prominence > match.prominence + clearlyMore;
     }
 

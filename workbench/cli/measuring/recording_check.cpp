@@ -153,22 +153,33 @@ double noiseOf(Channel samples, double rate, const ToneSpan &tone) {
                     noiseBehind(samples.subspan(place(tone.end)), rate));
 }
 
-/// Whether the end is still loud: against the noise where that shows, else against the tone's own
-/// end.
+/// The level of the loudest 50 ms.
+double loudestLevel(Channel samples, double rate) {
+    const auto block = static_cast<size_t>(std::ceil(endSeconds * rate));
+    double loudest = 0.0;
+    for (size_t start = 0; start + block <= samples.size(); start += block)
+        loudest = std::max(loudest, rms(samples.subspan(start, block)));
+    return loudest;
+}
+
+/// Whether the end is still loud: against the noise where that shows, else against the loudest, of
+/// which a recording that ends with its tone has the tone's own end alone.
 bool stopsBeforeDecay(Channel samples, double rate, const ToneSpan &tone) {
     const auto length = static_cast<int64_t>(samples.size());
-    const int64_t block = std::llround(endSeconds * rate);
+    const int64_t block = std::llround(std::ceil(endSeconds * rate));
     if (length < block)
         return false;
-    const auto end = static_cast<size_t>(std::clamp(tone.end, block, length));
+    const int64_t end = std::clamp(tone.end, block, length);
     // A short room has died away within less than that.
     const int64_t shortest = std::llround(leastEndSeconds * rate);
-    const auto share = static_cast<int64_t>(samples.size() - end) / 4;
-    const double last = rms(samples.last(static_cast<size_t>(std::clamp(share, shortest, block))));
+    const int64_t share = std::clamp((length - end) / 4, shortest, block);
+    const double last = rms(samples.last(static_cast<size_t>(share)));
     if (const double noise = noiseOf(samples, rate, tone); noise > 0.0)
         return last > aboveNoise * noise;
-    const auto whole = static_cast<size_t>(block);
-    return last > underPeak * rms(samples.subspan(end - whole, whole));
+    const bool endsWithTone = static_cast<double>(length - end) < steadySeconds * rate;
+    const Channel compared = samples.subspan(static_cast<size_t>(endsWithTone ? end - block : 0),
+                                             static_cast<size_t>(endsWithTone ? block : length));
+    return last > underPeak * loudestLevel(compared, rate);
 }
 
 /// Whether the response sounds on behind its peak, as it doesn't where the tone came back by a

@@ -64,9 +64,9 @@ bool ToneMatch::isResponse() const {
     return bands == 0 || (prominence >= leastProminence && spread <= largestSpread);
 }
 
-ToneMatch matchTone(const MeasuredSound &response, size_t span) {
+ToneMatch matchTone(const MeasuredSound &response) {
     const auto &samples = response.channels[loudestChannel(response)];
-    span = std::max(span, samples.size());
+    const size_t span = samples.size();
     const int32_t bits = std::max(10, static_cast<int32_t>(std::bit_width(span - 1)));
     ComplexTransform transform;
     SampleBlock spectrum = allocatePoints(bits), band = allocatePoints(bits);

@@ -15,7 +15,7 @@ struct ToneMatch {
     bool isResponse() const;
 };
 
-/// Looks at the loudest channel. What is missing of `span` samples counts as silence.
-ToneMatch matchTone(const MeasuredSound &response, size_t span);
+/// Looks at the loudest channel of a response of which nothing was cut off.
+ToneMatch matchTone(const MeasuredSound &response);
 
 } // namespace tonvale::workbench
