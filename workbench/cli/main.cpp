@@ -26,14 +26,12 @@ constexpr void (*commands[])(CLI::App &) = {
 };
 
 /// A stream that the caller closed would lend its number to the next file that is opened, and what
-/// is printed would end up in that file.
+/// is printed would end up in that file. What is asked of it fails instead.
 void openStandardStreams() {
-    int number = 0;
-    do {
-        number = open("/dev/null", O_RDWR);
-    } while (number >= 0 && number <= STDERR_FILENO);
-    if (number >= 0)
-        close(number);
+    for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+        if (fcntl(number, F_GETFD) < 0)
+            static_cast<void>(open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
 }
 
 int complain(const char *text, int status) noexcept {
