@@ -18,7 +18,8 @@ namespace tonvale {
 /// outputPointers(), advanceOutput(), with blocks of any length. addSamples() only queues in FFT
 /// mode; the work is done inside samplesAvailable(), on the calling thread. The first addSamples()
 /// behind setImpulse() allocates, as does one with another channel count; later ones don't, unless
-/// the blocks grow. Where memory runs out a channel stays silent. No locks: one thread at a time.
+/// blocks grow or more is left unread; behind prime() none does. Where memory runs out a channel
+/// stays silent. No locks: one thread at a time.
 class ConvolutionEngine {
   public:
     /// Loads the samples of `impulse` from `impulseOffset` on, at most `maxImpulseLength` of them
@@ -34,6 +35,12 @@ class ConvolutionEngine {
     /// silence, and so is every channel where `buffers` is null.
     void addSamples(const double *const *buffers, int32_t length, int32_t channelTotal) {
         convolver.addSamples(buffers, length, channelTotal);
+    }
+    /// Plays `length` samples of silence and gets all memory that is needed while as many samples
+    /// stay ready and blocks are no longer than 4096.
+    void prime(int32_t length, int32_t channelTotal) {
+        convolver.prime(length, channelTotal);
+        pointers.get(convolver, 1);
     }
 
     /// Runs pending work and answers how many samples each channel has ready, which can be more

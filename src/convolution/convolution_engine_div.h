@@ -27,6 +27,10 @@ class ConvolutionEngineDiv {
     void addSamples(const double *const *buffers, int32_t length, int32_t channelTotal) {
         convolver.addSamples(buffers, length, channelTotal);
     }
+    void prime(int32_t length, int32_t channelTotal) {
+        convolver.prime(length, channelTotal);
+        pointers.get(convolver, 1);
+    }
     /// At most `wanted`.
     int32_t samplesAvailable(int32_t wanted);
     double *const *outputPointers(int32_t wanted = 1) { return pointers.get(convolver, wanted); }

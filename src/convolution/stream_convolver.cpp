@@ -153,6 +153,12 @@ void StreamConvolver::appendPassed(const double *const *buffers, int32_t length)
     }
 }
 
+void StreamConvolver::prime(int32_t length, int32_t count) {
+    addSamples(nullptr, length, count);
+    outputs.reserve(std::max(length, 0) + usualBlock + schedule.latency);
+    play();
+}
+
 int32_t StreamConvolver::play() {
     while (inputs.frameCount() > 0 && !needsRebuild) {
         // Sums that wait for other pairs have little room; without latency none do.

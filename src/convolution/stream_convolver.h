@@ -30,6 +30,10 @@ class StreamConvolver {
     /// another count, gets the memory that the channels need, and what sounds in them is lost.
     void addSamples(const double *const *buffers, int32_t length, int32_t channels);
 
+    /// Plays `length` samples of silence and gets all memory that is needed while as many samples
+    /// stay ready and blocks are no longer than 4096.
+    void prime(int32_t length, int32_t channels);
+
     /// Plays all that is queued. Answers how many samples each channel has ready.
     int32_t play();
 

@@ -137,20 +137,22 @@ void AudioPath::settleGains(const Settings &settings) {
 }
 
 void AudioPath::prime(EngineSet &next, int32_t samples, int32_t channels) {
-    next.main.addSamples(nullptr, samples, channels);
+    next.main.prime(samples, channels);
     if (next.tailEngine)
         next.tailEngine->addSamples(nullptr, 0, channels);
 }
 
-void AudioPath::exchange(EngineSet &next, int32_t primed, int32_t channels) {
+bool AudioPath::exchange(EngineSet &next, int32_t primed, int32_t channels, bool isPatient) {
+    if (!tail.exchange(next, std::max(primed, preroll), isPatient))
+        return false;
     std::swap(main, next.main);
     // Audio went on since the engines were primed: what it then lacks is added. Where it was reset,
     // or dropped wet samples, the next block drops what is over.
     if (primed < preroll)
         main.addSamples(nullptr, preroll - primed, channels);
     preroll = std::max(primed, preroll);
-    tail.exchange(next, preroll);
     largestLatency = std::max(largestLatency, main.latencySamples());
+    return true;
 }
 
 } // namespace tonvale

@@ -52,12 +52,14 @@ class AudioPath {
     /// The next block has neither ramp nor crossfade.
     void settleGains(const Settings &settings);
 
-    /// Puts `samples` samples of silence into `next`, as much as wetPreroll() told a moment ago,
-    /// and gets the memory that so many channels need. Without the lock.
+    /// Plays `samples` samples of silence through `next`, as much as wetPreroll() told a moment
+    /// ago, and gets the memory that so many channels need with that much under way. Without the
+    /// lock.
     static void prime(EngineSet &next, int32_t samples, int32_t channels);
     /// Swaps engines with `next`, in which prime() put `primed` samples. What comes back is freed
-    /// by the caller, behind the lock.
-    void exchange(EngineSet &next, int32_t primed, int32_t channels);
+    /// by the caller, behind the lock. Where the tail's worker is at work it waits, or, without
+    /// `isPatient`, answers false and changes nothing.
+    bool exchange(EngineSet &next, int32_t primed, int32_t channels, bool isPatient);
 
     /// Samples of silence that were output in place of wet since the last reset, less those of wet
     /// that were dropped: how much the main engine has under way.

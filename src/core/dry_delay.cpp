@@ -27,11 +27,12 @@ void DryDelay::settle(int32_t delay, int32_t count, int32_t channels) {
 const double *DryDelay::fetch(int32_t channel, int32_t delay, int32_t &count) {
     BlockQueue &queue = dryDelay[channel];
     const int32_t due = std::clamp(queue.samplesAvailable() - delay, 0, count);
+    count = due;
+    int32_t inOnePiece = 0;
+    if (const void *piece = queue.getPiece(0, inOnePiece); inOnePiece >= sampleBytes(due))
+        return static_cast<const double *>(piece);
     count = std::min(due, dryScratch.getSize());
     queue.advanceSamples(due - count);
-    int32_t inOnePiece = 0;
-    if (const void *piece = queue.getPiece(0, inOnePiece); inOnePiece >= sampleBytes(count))
-        return static_cast<const double *>(piece);
     queue.getToBuffer(0, dryScratch.get(), sampleBytes(count));
     return dryScratch.get();
 }

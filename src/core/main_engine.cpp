@@ -20,6 +20,10 @@ void MainEngine::addSamples(const double *const *buffers, int32_t frames, int32_
     onEngine([=](auto &engine) { engine.addSamples(buffers, frames, channels); });
 }
 
+void MainEngine::prime(int32_t silence, int32_t channels) {
+    onEngine([=](auto &engine) { engine.prime(silence, channels); });
+}
+
 int32_t MainEngine::samplesAvailable(int32_t wanted) {
     const int32_t ready = onEngine([=](auto &engine) { return engine.samplesAvailable(wanted); });
     return std::clamp(ready, 0, std::max(wanted, 0));

@@ -18,6 +18,9 @@ struct MainEngine {
 
     /// Takes a copy; null channels, and null `buffers`, are silence.
     void addSamples(const double *const *buffers, int32_t frames, int32_t channels);
+    /// Plays `silence` samples of each channel, which are ready then, and gets all the memory that
+    /// blocks need with that many under way. Not the audio thread.
+    void prime(int32_t silence, int32_t channels);
     /// Convolves what is due, and answers how many of `wanted` samples each channel has.
     int32_t samplesAvailable(int32_t wanted);
     /// Fills `out`, one place a channel: the oldest ready samples, which may be written, or null

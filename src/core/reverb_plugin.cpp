@@ -170,24 +170,37 @@ bool ReverbPlugin::replaceResponse() noexcept {
         chain.run(fresh, sampleRate);
         const int32_t channels = std::clamp(loadRelaxed(effect.numInputs), 1, maxChannels);
         EngineWishes wishes = engineWishes(params, fresh.getLength(), channels);
-        wishes.useTail = wishes.useTail && audio.tail.start();
+        wishes.useTail = wishes.useTail && audio.tail.start(wishes.split, channels);
         EngineSet next = buildEngines(fresh, wishes);
         const int32_t primed = presentPreroll();
         AudioPath::prime(next, primed, channels);
-        if (!next.main || lostRequests() != lostBefore)
+        // A stage that never gets its memory doesn't hold up the others for good.
+        if (!next.main || (lostRequests() != lostBefore && failedRebuilds < mostRetries))
             return false;
-        {
-            // The only moment that waits for audio and worker.
-            CriticalScope audioScope(audioLock);
-            audio.exchange(next, primed, channels);
-            reportLatency(std::max(audio.engineLatency() + preverbSamples, effect.initialDelay));
-        }
+        exchangeEngines(next, primed, channels);
         impulse.swap(fresh);
         impulseLength = impulse.getLength();
         impulseChannels = impulse.getNumChannels();
         return true;
     } catch (const std::exception &) {
         return false;
+    }
+}
+
+/// The only moment that waits for audio and worker. The worker is waited for outside of audioLock,
+/// so that no block is late for a cycle of it; only where it never rests, inside.
+void ReverbPlugin::exchangeEngines(EngineSet &next, int32_t primed, int32_t channels) {
+    constexpr int mostTries = 100;
+    for (int tries = 1;; ++tries) {
+        {
+            CriticalScope audioScope(audioLock);
+            if (audio.exchange(next, primed, channels, tries == mostTries)) {
+                reportLatency(
+                    std::max(audio.engineLatency() + preverbSamples, effect.initialDelay));
+                return;
+            }
+        }
+        audio.tail.awaitCycle();
     }
 }
 

@@ -82,6 +82,7 @@ struct ReverbPlugin {
     void reportLatency(int32_t samples);
     bool rebuildOnce() noexcept;
     bool replaceResponse() noexcept;
+    void exchangeEngines(EngineSet &next, int32_t primed, int32_t channels);
     int32_t presentPreroll();
 
     // Under rebuildLock.

@@ -6,6 +6,7 @@
 #include "platform/flush_to_zero.h"
 
 #include <algorithm>
+#include <mutex>
 #include <new>
 
 namespace tonvale {
@@ -14,6 +15,8 @@ namespace {
 
 /// Waits are this short, so that a signal which an earlier cycle used up costs no more.
 constexpr std::chrono::milliseconds turn{1};
+/// Blocks up to this length find memory in the queues.
+constexpr int32_t usualBlock = 4096;
 
 int32_t leastAvailable(const FifoBuffer *queues, int32_t channels) {
     int32_t least = queues[0].samplesAvailable();
@@ -24,7 +27,11 @@ int32_t leastAvailable(const FifoBuffer *queues, int32_t channels) {
 
 } // namespace
 
-bool TailWorker::start() {
+bool TailWorker::start(int32_t split, int32_t channels) {
+    for (int32_t c = 0; c < channels; ++c) {
+        CriticalScope queueScope(queueLock);
+        reserveSamples(tailInput[c], split + usualBlock, usualBlock);
+    }
     if (workerThread)
         return true;
     if (!workerWake)
@@ -53,14 +60,19 @@ void TailWorker::stop() {
     clearQueues();
 }
 
-void TailWorker::exchange(EngineSet &next, int32_t wetPreroll) {
-    CriticalScope workerScope(workerLock);
+bool TailWorker::exchange(EngineSet &next, int32_t wetPreroll, bool isPatient) {
+    std::unique_lock<CriticalSection> workerScope(workerLock, std::defer_lock);
+    if (isPatient)
+        workerScope.lock();
+    else if (!workerScope.try_lock())
+        return false;
     std::swap(tailEngine, next.tailEngine);
     std::swap(tailSplit, next.tailSplit);
     CriticalScope queueScope(queueLock);
     // The next sample of the tail is as old as all that is queued.
     tailSkew =
         tailSplit + wetPreroll - tailInput[0].samplesAvailable() - tailOutput[0].samplesAvailable();
+    return true;
 }
 
 void TailWorker::reset() {

@@ -16,8 +16,8 @@ namespace tonvale {
 /// worker's time.
 ///
 /// start() and stop() are the rebuild's alone, which holds neither the owner's audioLock nor
-/// workerLock then. All else runs under the owner's audioLock: exchange() and reset() enter
-/// workerLock inside it and so wait for a cycle under way, the others only queueLock.
+/// workerLock then. All else but awaitCycle() runs under the owner's audioLock: exchange() and
+/// reset() enter workerLock inside it, the others only queueLock.
 class TailWorker {
   public:
     TailWorker() = default;
@@ -25,15 +25,19 @@ class TailWorker {
     TailWorker(const TailWorker &) = delete;
     TailWorker &operator=(const TailWorker &) = delete;
 
-    /// Makes sure that the thread runs. False where it can't.
-    bool start();
+    /// Makes sure that the thread runs, and gets the memory that what is queued for a tail from
+    /// `split` on in `channels` channels needs. False where the thread can't run.
+    bool start(int32_t split, int32_t channels);
     /// Ends the thread, and empties the queues. Audio has no use for a tail any more.
     void stop();
     bool isRunning() const { return workerThread != nullptr; }
 
     /// Swaps engine and split with those of `next`, and lines what is queued up with a wet stream
-    /// of which the next sample is `wetPreroll` samples old.
-    void exchange(EngineSet &next, int32_t wetPreroll);
+    /// of which the next sample is `wetPreroll` samples old. Where a cycle is under way it waits,
+    /// or, without `isPatient`, answers false and changes nothing.
+    bool exchange(EngineSet &next, int32_t wetPreroll, bool isPatient);
+    /// Waits for the end of a cycle under way. Without the owner's audioLock.
+    void awaitCycle() { CriticalScope workerScope(workerLock); }
     /// Forgets all signal.
     void reset();
     /// Whether there is a tail.

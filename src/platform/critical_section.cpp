@@ -16,6 +16,10 @@ void CriticalSection::lock() {
     EnterCriticalSection(&section);
 }
 
+bool CriticalSection::try_lock() {
+    return TryEnterCriticalSection(&section) != 0;
+}
+
 void CriticalSection::unlock() {
     LeaveCriticalSection(&section);
 }
@@ -37,6 +41,10 @@ CriticalSection::~CriticalSection() {
 
 void CriticalSection::lock() {
     pthread_mutex_lock(&mutex);
+}
+
+bool CriticalSection::try_lock() {
+    return pthread_mutex_trylock(&mutex) == 0;
 }
 
 void CriticalSection::unlock() {

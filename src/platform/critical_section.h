@@ -21,6 +21,8 @@ class CriticalSection {
     CriticalSection &operator=(const CriticalSection &) = delete;
 
     void lock();
+    /// Answers false where another thread is inside.
+    bool try_lock();
     void unlock();
 
   private:

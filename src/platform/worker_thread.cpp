@@ -42,20 +42,27 @@ bool WorkerThread::start(Entry entry, void *argument) {
 
 void WorkerThread::keepUpWithCaller() {
 #ifndef _WIN32
+    constexpr int32_t callsBetweenLooks = 256;
     const std::thread::id caller = std::this_thread::get_id();
-    if (caller == lastCaller)
+    if (caller == lastCaller && --callsToNextLook > 0)
         return;
     lastCaller = caller;
-    int policy = SCHED_OTHER;
+    callsToNextLook = callsBetweenLooks;
+
+    // Asked of the system: a thread may have been raised from outside.
+    const int policy = sched_getscheduler(0) & ~SCHED_RESET_ON_FORK;
     sched_param schedule{};
-    if (pthread_getschedparam(pthread_self(), &policy, &schedule) != 0)
+    const bool isRealTime =
+        (policy == SCHED_FIFO || policy == SCHED_RR) && sched_getparam(0, &schedule) == 0;
+    const int wanted =
+        isRealTime ? std::max(schedule.sched_priority - 1, sched_get_priority_min(policy)) : 0;
+    if (wanted == raisedTo)
         return;
-    policy &= ~SCHED_RESET_ON_FORK;
-    if (policy != SCHED_FIFO && policy != SCHED_RR)
-        return;
-    schedule.sched_priority = std::max(schedule.sched_priority - 1, sched_get_priority_min(policy));
+    raisedTo = wanted;
+    schedule.sched_priority = wanted;
     // Without the right to it the thread stays as it is.
-    static_cast<void>(pthread_setschedparam(thread.native_handle(), policy, &schedule));
+    static_cast<void>(pthread_setschedparam(thread.native_handle(),
+                                            isRealTime ? policy : SCHED_OTHER, &schedule));
 #endif
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <thread>
 
 namespace tonvale {
@@ -12,16 +13,20 @@ class WorkerThread {
 
     /// Answers false when the system can't start a thread.
     bool start(Entry entry, void *argument);
-    /// For the thread that waits for this one's work, each time it hands some over: where it runs
-    /// in real time, this one does too, a step below, so that no other load holds up both. Looks at
-    /// a caller once and never waits. Windows has priorities of another kind, and nothing happens.
+    /// For the thread that waits for this one's work, each time it hands some over: while it runs
+    /// in real time, this one does too, a step below, so that no other load holds up both. It looks
+    /// at each new caller, and now and then again, since hosts raise a thread, or lower it,
+    /// whenever they like. Windows has priorities of another kind, and nothing happens.
     void keepUpWithCaller();
     /// Waits without limit for the end of the thread.
     void join();
 
   private:
     std::thread thread;
+    // The caller's.
     std::thread::id lastCaller;
+    int32_t callsToNextLook = 0;
+    int32_t raisedTo = 0; ///< priority in real time, 0 for none
 };
 
 } // namespace tonvale

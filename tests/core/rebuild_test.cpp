@@ -221,8 +221,8 @@ TEST(AudioPathExchange, KeepsItsTimeWhateverCameSinceTheEnginesWerePrimed) {
             AudioPath path;
             path.settleGains(settings);
             EngineSet none;
-            path.exchange(none, 2000, 2); // so much of wet was held back
-            path.exchange(next, primed, 2);
+            path.exchange(none, 2000, 2, true); // so much of wet was held back
+            path.exchange(next, primed, 2, true);
             std::vector<double> output(4096);
             const double *inputs[2] = {input.data(), input.data()};
             double *outputs[2] = {output.data(), nullptr};

@@ -26,8 +26,10 @@ class AlignedBlock {
         block = nullptr;
         values = nullptr;
         constexpr int64_t most = (int64_t{1} << 32) / int64_t{sizeof(T)};
-        if (count < 0 || count > most)
+        if (count < 0 || count > most) {
+            noteLostRequest();
             return false;
+        }
         const size_t bytes = static_cast<size_t>(count) * sizeof(T);
         block = allocateRaw(bytes + alignment);
         if (!block)

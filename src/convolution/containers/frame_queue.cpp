@@ -5,26 +5,22 @@
 namespace tonvale {
 
 bool FrameQueue::setShape(int32_t newQueues, int32_t frameWidth) {
-    if (frameWidth != width)
-        clear();
-    const int64_t room = int64_t{capacity} * width / frameWidth;
     if (newQueues == queues && frameWidth == width)
         return true;
-    width = frameWidth;
-    return relocate(newQueues, room);
+    return relocate(newQueues, frameWidth, int64_t{capacity} * width / frameWidth);
 }
 
 void FrameQueue::reserve(int32_t frames) {
     // Twice, so that frames move to the front no more often than they pass through.
     if (2 * int64_t{frames} > capacity)
-        relocate(queues, 2 * int64_t{frames});
+        relocate(queues, width, 2 * int64_t{frames});
 }
 
 bool FrameQueue::append(int32_t frames) {
     const int64_t needed = int64_t{unread} + frames;
     if (begin + needed > capacity) {
         if (2 * needed > capacity) {
-            if (!relocate(queues, 2 * needed))
+            if (!relocate(queues, width, 2 * needed))
                 return false;
         } else {
             for (int32_t q = 0; q < queues; ++q)
@@ -49,16 +45,19 @@ void FrameQueue::clear() {
     unread = 0;
 }
 
-bool FrameQueue::relocate(int32_t newQueues, int64_t newCapacity) {
+bool FrameQueue::relocate(int32_t newQueues, int32_t newWidth, int64_t newCapacity) {
     if (newCapacity > INT32_MAX)
         return false;
     AlignedBlock<double> moved;
-    if (!moved.allocate(newCapacity * newQueues * width))
+    if (!moved.allocate(newCapacity * newQueues * newWidth))
         return false;
+    if (newWidth != width)
+        clear();
     for (int32_t q = 0; q < std::min(queues, newQueues); ++q)
         std::copy_n(frame(q, 0), int64_t{unread} * width, moved.get() + newCapacity * q * width);
     samples.swap(moved);
     queues = newQueues;
+    width = newWidth;
     capacity = static_cast<int32_t>(newCapacity);
     begin = 0;
     return true;

@@ -37,7 +37,7 @@ class FrameQueue {
     void clear();
 
   private:
-    bool relocate(int32_t newQueues, int64_t newCapacity);
+    bool relocate(int32_t newQueues, int32_t newWidth, int64_t newCapacity);
 
     AlignedBlock<double> samples;
     int32_t queues = 0;
