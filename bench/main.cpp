@@ -175,15 +175,18 @@ void measureReloading(Report &report, const Plan &plan) {
     report.text("A response of 30 s loaded again and again while eight channels play in real time, "
                 "both on the one core: the audio thread's work in its slowest block, how often it "
                 "waited for another thread and how long at most, as shares of a block's duration.");
-    report.beginTable({"block", "reloads", "slowest block", "waits", "longest wait"});
-    for (const int block : {64, 256, 1024}) {
-        Setup setup;
-        setup.block = block;
-        setup.seconds = 30;
-        setup.channels = 8;
-        const ReloadFigures f = measureReloads(setup, allPeers[0], plan.quick ? 10.0 : 60.0);
-        report.row({std::to_string(block), std::to_string(f.reloads), number(f.slowest, 3),
-                    std::to_string(f.waits), number(f.longestWait, 3)});
+    report.beginTable({"LL", "block", "reloads", "slowest block", "waits", "longest wait"});
+    for (const bool worker : {false, true}) {
+        for (const int block : {64, 256, 1024}) {
+            Setup setup;
+            setup.block = block;
+            setup.seconds = 30;
+            setup.channels = 8;
+            setup.worker = worker;
+            const ReloadFigures f = measureReloads(setup, allPeers[0], plan.quick ? 10.0 : 30.0);
+            report.row({worker ? "on" : "off", std::to_string(block), std::to_string(f.reloads),
+                        number(f.slowest, 3), std::to_string(f.waits), number(f.longestWait, 3)});
+        }
     }
     report.text("");
 }

@@ -1,5 +1,7 @@
 #include "core/module_state.h"
 
+#include "core/reverb_plugin.h"
+
 namespace tonvale {
 
 HINSTANCE ownModule() {
@@ -21,7 +23,20 @@ ModuleState &moduleState() {
     return state;
 }
 
+bool enlist(ReverbPlugin &plugin) {
+    ModuleState &module = moduleState();
+    CriticalScope scope(module.instanceLock);
+    return module.instanceList.add(&plugin);
+}
+
+void strike(const ReverbPlugin &plugin) {
+    ModuleState &module = moduleState();
+    CriticalScope scope(module.instanceLock);
+    module.instanceList.remove(module.instanceList.find(&plugin));
+}
+
 bool isAlive(const ReverbPlugin &plugin) {
+    CriticalScope scope(moduleState().instanceLock);
     return moduleState().instanceList.find(&plugin) >= 0;
 }
 

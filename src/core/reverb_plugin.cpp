@@ -29,7 +29,7 @@ ReverbPlugin::ReverbPlugin() {
         params[i] = plainToParam(i, paramRow(i)->defaultValue);
     fillEffectRecord(effect, *this);
     applyDelayChange();
-    if (!rebuildOnce() || !moduleState().instanceList.add(this))
+    if (!rebuildOnce() || !enlist(*this))
         throw std::bad_alloc();
     resetAudioState();
     addEditorUser();
@@ -37,8 +37,7 @@ ReverbPlugin::ReverbPlugin() {
 
 ReverbPlugin::~ReverbPlugin() {
     audio.tail.stop();
-    ModuleState &module = moduleState();
-    module.instanceList.remove(module.instanceList.find(this));
+    strike(*this);
     editor.close();
     // While the instance is whole, since a stage that goes talks to the host.
     removeAllStages();
@@ -54,8 +53,7 @@ void ReverbPlugin::close() {
         delete this;
         return;
     }
-    ModuleState &module = moduleState();
-    module.instanceList.remove(module.instanceList.find(this));
+    strike(*this);
     editor.close();
 }
 
