@@ -230,14 +230,16 @@ void printErrors(const Sound &known, const Sound &measured) {
         }
         return sums;
     };
-    double delay = 0.0;
-    for (double step = 0.5; step > 1e-7; step /= 2.0) {
+    double delay = 0.0, step = 1.0;
+    while (step > 2e-7) {
+        step /= 2.0;
         for (const double other : {delay - step, delay + step}) {
             if (sumsOf(other, 500.0, 8000.0).error < sumsOf(delay, 500.0, 8000.0).error)
                 delay = other;
         }
     }
-    for (double middle = 62.5; middle <= 8000.0; middle *= 2.0) {
+    for (int octave = 0; octave < 8; ++octave) {
+        const double middle = std::ldexp(62.5, octave);
         const Sums sums = sumsOf(delay, middle / std::numbers::sqrt2, middle * std::numbers::sqrt2);
         std::printf(" %.0f |", 10.0 * std::log10(sums.error / sums.energy));
     }

@@ -61,11 +61,11 @@ void TailWorker::stop() {
 }
 
 bool TailWorker::exchange(EngineSet &next, int32_t wetPreroll, bool isPatient) {
-    std::unique_lock<CriticalSection> workerScope(workerLock, std::defer_lock);
     if (isPatient)
-        workerScope.lock();
-    else if (!workerScope.try_lock())
+        workerLock.lock();
+    else if (!workerLock.tryLock())
         return false;
+    const CriticalScope workerScope(std::adopt_lock, workerLock);
     std::swap(tailEngine, next.tailEngine);
     std::swap(tailSplit, next.tailSplit);
     CriticalScope queueScope(queueLock);

@@ -16,7 +16,7 @@ void CriticalSection::lock() {
     EnterCriticalSection(&section);
 }
 
-bool CriticalSection::try_lock() {
+bool CriticalSection::tryLock() {
     return TryEnterCriticalSection(&section) != 0;
 }
 
@@ -43,7 +43,7 @@ void CriticalSection::lock() {
     pthread_mutex_lock(&mutex);
 }
 
-bool CriticalSection::try_lock() {
+bool CriticalSection::tryLock() {
     return pthread_mutex_trylock(&mutex) == 0;
 }
 

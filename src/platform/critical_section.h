@@ -22,7 +22,7 @@ class CriticalSection {
 
     void lock();
     /// Answers false where another thread is inside.
-    bool try_lock();
+    bool tryLock();
     void unlock();
 
   private:

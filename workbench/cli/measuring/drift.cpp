@@ -193,7 +193,9 @@ std::optional<double> findDrift(const MeasuredSound &response, const MeasuredSou
     direct.narrow(best, static_cast<ptrdiff_t>(lastReach * rate));
     double rest = 0.0;
     most = direct.sharpness(rest);
-    for (double step = coarseStep; step > fineStep / 2; step /= 2) {
+    double step = 2 * coarseStep;
+    while (step > fineStep) {
+        step /= 2;
         for (const double ppm : {rest - step, rest + step}) {
             const double value = direct.sharpness(ppm);
             if (value > most) {
