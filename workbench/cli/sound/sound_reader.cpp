@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
+#include <set>
 
 namespace tonvale::workbench {
 
@@ -14,6 +16,20 @@ namespace {
 
 constexpr int fetchFrames = 8192;
 constexpr double mostFrames = 9.0e15; // whole frames are exact in a double up to here
+
+/// Warns of what makes a file doubtful. Each is looked at once, since that reads it to its end, and
+/// every engine of a render opens the chain's files anew. Any thread.
+void judgeOnce(const std::string &path) {
+    static std::mutex lock;
+    static std::set<std::string> judged;
+    {
+        const std::scoped_lock held(lock);
+        if (!judged.insert(path).second)
+            return;
+    }
+    warnOfTruncation(path);
+    warnOfHolesIn(path);
+}
 
 double framesOf(MediaSource &source) {
     return std::round(source.GetLength() * source.GetSampleRate());
@@ -29,8 +45,7 @@ HostObjectPtr<MediaSource> openMedia(const std::string &path) {
         throw Problem(path + ": " + mediaProblem(path.c_str()));
     if (!(framesOf(*source) >= 1.0))
         throw Problem(path + ": holds no samples");
-    warnOfTruncation(path);
-    warnOfHolesIn(path);
+    judgeOnce(path);
     return source;
 }
 
