@@ -37,7 +37,7 @@ class ConvolutionEngine {
         convolver.addSamples(buffers, length, channelTotal);
     }
     /// Plays `length` samples of silence and gets all memory that is needed while as many samples
-    /// stay ready and blocks are no longer than 4096.
+    /// stay ready and blocks are no longer than usualBlock.
     void prime(int32_t length, int32_t channelTotal) {
         convolver.prime(length, channelTotal);
         pointers.get(convolver, 1);

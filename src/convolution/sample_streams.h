@@ -5,6 +5,9 @@
 
 namespace tonvale {
 
+/// Blocks up to this length find their memory in what streams have reserved ahead.
+constexpr int32_t usualBlock = 4096;
+
 /// Appends `samples` samples, zeros without `source`. Answers whether all of them went in.
 bool appendSamples(FifoBuffer &stream, const double *source, int32_t samples);
 

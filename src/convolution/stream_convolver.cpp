@@ -1,6 +1,7 @@
 #include "convolution/stream_convolver.h"
 
 #include "convolution/containers/raw_memory.h"
+#include "convolution/sample_streams.h"
 #include "host/host_functions.h"
 
 #include <algorithm>
@@ -9,9 +10,6 @@
 namespace tonvale {
 
 namespace {
-
-/// Blocks up to this length find their memory there.
-constexpr int32_t usualBlock = 4096;
 
 bool channelsAreEqual(const ImpulseBuffer &impulse) {
     const int32_t length = impulse.getLength();

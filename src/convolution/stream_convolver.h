@@ -31,7 +31,7 @@ class StreamConvolver {
     void addSamples(const double *const *buffers, int32_t length, int32_t channels);
 
     /// Plays `length` samples of silence and gets all memory that is needed while as many samples
-    /// stay ready and blocks are no longer than 4096.
+    /// stay ready and blocks are no longer than usualBlock.
     void prime(int32_t length, int32_t channels);
 
     /// Plays all that is queued. Answers how many samples each channel has ready.

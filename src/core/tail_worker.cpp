@@ -15,8 +15,6 @@ namespace {
 
 /// Waits are this short, so that a signal which an earlier cycle used up costs no more.
 constexpr std::chrono::milliseconds turn{1};
-/// Blocks up to this length find memory in the queues.
-constexpr int32_t usualBlock = 4096;
 
 int32_t leastAvailable(const FifoBuffer *queues, int32_t channels) {
     int32_t least = queues[0].samplesAvailable();
