@@ -3,21 +3,18 @@
 #include "core/channel_limit.h"
 #include "core/parameters.h"
 #include "lv2/chain_chunk.h"
-#include "text/number_text.h"
+#include "workbench/services/channel_marks.h"
 
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <iterator>
 
 namespace tonvale::lv2 {
 
 namespace {
 
 constexpr int32_t probeBlock = 4096;
-/// Echoes in each channel, each with spacings of its own.
-constexpr double echoFrames = 800;
-constexpr double echoSpacing = 20;
-constexpr double sameSample = 1e-3;
 
 /// Wet alone, as it is.
 void bare(Effect &probe) {
@@ -61,21 +58,8 @@ void playClick(Effect &probe, int32_t channels, int32_t length, const Take &take
     }
 }
 
-/// Channel c of the output is that of response channel c modulo their number, so it repeats itself
-/// with just that period once each response channel sounds in a way of its own.
 int32_t countChannels(std::vector<std::string> chain, double rate) {
-    const double frame = 1000.0 / rate;
-    char marks[128];
-    TextWriter writer(marks, sizeof marks);
-    writer.add("ECHOGEN 0 ");
-    writer.addFixed(echoFrames * frame, 6);
-    writer.add(" ");
-    writer.addFixed(echoSpacing * frame, 6);
-    writer.add(" 1 1 ");
-    writer.addFixed(echoSpacing * frame, 6);
-    writer.add(" 0.5");
-    chain.emplace_back("BASICEDIT 1 0 0 1 0 1 0");
-    chain.emplace_back(marks);
+    std::ranges::copy(workbench::channelMarks(rate), std::back_inserter(chain));
     const auto probe = probeOf(chain, rate);
     if (!probe)
         return 1;
@@ -85,18 +69,7 @@ int32_t countChannels(std::vector<std::string> chain, double rate) {
                   auto &channel = heard[static_cast<size_t>(c)];
                   channel.insert(channel.end(), samples, samples + frames);
               });
-    const auto same = [](const std::vector<double> &a, const std::vector<double> &b) {
-        return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                          [](double x, double y) { return std::fabs(x - y) < sameSample; });
-    };
-    for (size_t period = 3; period < heard.size(); ++period) {
-        size_t c = period;
-        while (c < heard.size() && same(heard[c], heard[c - period]))
-            ++c;
-        if (c == heard.size())
-            return static_cast<int32_t>(period);
-    }
-    return maxChannels;
+    return workbench::channelPeriod(heard, 3);
 }
 
 double peakOf(Effect &probe, int32_t channels, int32_t length) {

@@ -2,9 +2,9 @@
 
 #include "workbench/cli/problem.h"
 #include "workbench/cli/sound/sound_reader.h"
+#include "workbench/services/channel_marks.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 namespace tonvale::workbench {
@@ -12,12 +12,6 @@ namespace tonvale::workbench {
 namespace {
 
 constexpr int captureBlock = 1024;
-
-// Echoes for telling channels apart: enough of them, far enough apart and spread by as much again,
-// that no two random patterns agree.
-constexpr int probeFrames = 800;
-constexpr int probeSpacing = 20;
-constexpr double sameSample = 1e-3;
 
 constexpr int emptinessSilence = 100;
 
@@ -31,34 +25,12 @@ constexpr std::pair<int, double> soloSettings[] = {
     {6, 1.0}, // zero latency mode
 };
 
-/// Cuts the response to nothing, then has the echo generator write a train with a random spacing of
-/// its own into each channel.
 void markChannels(Effect &effect) {
-    const double milliseconds = 1000.0 / effect.sampleRate();
-    char echoes[128];
-    std::snprintf(echoes, sizeof echoes, "ECHOGEN 0 %.6f %.6f 1 1 %.6f 0.5",
-                  probeFrames * milliseconds, probeSpacing * milliseconds,
-                  probeSpacing * milliseconds);
-    if (!effect.appendStage("BASICEDIT 1 0 0 1 0 1 0") || !effect.appendStage(echoes))
-        throw Problem("the plug-in doesn't tell how many channels its response has");
-    effect.finishChainChange();
-}
-
-/// The engines give channel c the response channel c modulo their number, so the output repeats
-/// itself from channel to channel with just that period.
-int period(const std::vector<std::vector<double>> &channels, int least) {
-    const auto same = [&](size_t a, size_t b) {
-        return std::equal(channels[a].begin(), channels[a].end(), channels[b].begin(),
-                          [](double x, double y) { return std::fabs(x - y) < sameSample; });
-    };
-    for (auto length = static_cast<size_t>(least); length < channels.size(); ++length) {
-        size_t c = length;
-        while (c < channels.size() && same(c, c - length))
-            ++c;
-        if (c == channels.size())
-            return static_cast<int>(length);
+    for (const std::string &mark : channelMarks(effect.sampleRate())) {
+        if (!effect.appendStage(mark))
+            throw Problem("the plug-in doesn't tell how many channels its response has");
     }
-    return static_cast<int>(channels.size());
+    effect.finishChainChange();
 }
 
 /// Gives `probe` the chain of `effect`.
@@ -85,7 +57,7 @@ int responseChannels(Effect &effect) {
             heard[c].insert(heard[c].end(), planes[c] + offset, planes[c] + offset + frames);
     };
     captureResponse(probe, channelLimit, probe.tailFrames(), keep);
-    return period(heard, 3);
+    return channelPeriod(heard, 3);
 }
 
 bool responseIsEmpty(Effect &effect) {
